@@ -1,0 +1,4 @@
+// libvterm as the program includes it.
+#pragma once
+
+#include <vterm.h>
