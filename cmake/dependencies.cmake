@@ -59,6 +59,8 @@ function(find_dependency_pair NAME target)
 endfunction()
 
 find_dependency_pair(UBOX ubox HEADER libubox/uloop.h LIBRARY ubox)
+# libtrell ships no header: dep/trell.h declares its calls.
+find_dependency_pair(TRELL trell LIBRARY trell)
 
 find_path(VTERM_INCLUDE_DIR vterm.h REQUIRED)
 find_library(VTERM_LIBRARY vterm REQUIRED)
