@@ -59,6 +59,7 @@ function(find_dependency_pair NAME target)
 endfunction()
 
 find_dependency_pair(UBOX ubox HEADER libubox/uloop.h LIBRARY ubox)
+find_dependency_pair(TERMBOX termbox HEADER termbox2.h)
 find_dependency_pair(ARGTABLE argtable HEADER argtable3.h LIBRARY argtable3)
 # libtrell ships no header: dep/trell.h declares its calls.
 find_dependency_pair(TRELL trell LIBRARY trell)

@@ -1,0 +1,218 @@
+#include "terminal.h"
+
+#include <cerrno>
+#include <csignal>
+#include <deque>
+
+#include <sys/time.h>
+#include <unistd.h>
+
+using namespace std::literals;
+
+namespace {
+
+// What one event was, as text: "k5" a control key, "c41" a character, "A" before it for Alt.
+std::string text_of(const tb_event &event)
+{
+    char text[32] = "?";
+    const char *alt = event.mod & TB_MOD_ALT ? "A" : "";
+    if (event.type == TB_EVENT_RESIZE) {
+        snprintf(text, sizeof(text), "r%dx%d", event.w, event.h);
+    } else if (event.type == 4) {
+        return "hook";
+    } else if (event.ch) {
+        snprintf(text, sizeof(text), "%sc%x", alt, event.ch);
+    } else {
+        snprintf(text, sizeof(text), "%sk%x%s", alt, event.key, event.mod & TB_MOD_CTRL ? "^" : "");
+    }
+    return text;
+}
+
+struct HookCall {
+    int result;
+    size_t consumed;
+};
+std::deque<HookCall> hook_plan; // beyond it: everything is taken
+std::vector<std::string> hook_saw;
+
+int hook(tb_event *event, size_t *consumed)
+{
+    EXPECT_EQ(event->type + event->mod + event->key, 0);
+    hook_saw.emplace_back(unparsed_input());
+    HookCall call = {TB_OK, unparsed_input().size()};
+    if (!hook_plan.empty()) {
+        call = hook_plan.front();
+        hook_plan.pop_front();
+    }
+    event->type = 4;
+    *consumed = call.consumed;
+    return call.result;
+}
+
+class TermboxInput : public TermboxTest {
+protected:
+    TermboxInput()
+    {
+        hook_plan.clear();
+        hook_saw.clear();
+    }
+    // Every event there is, and the code that ended it unless that says that there is no more.
+    std::string drain()
+    {
+        std::string events;
+        tb_event event = {};
+        int result;
+        while ((result = tb_peek_event(&event, 0)) == TB_OK) {
+            events += (events.empty() ? "" : " ") + text_of(event);
+            unparsed_input(); // a NUL follows, also after a part was taken
+        }
+        return result == TB_ERR_NO_EVENT ? events : events + " error " + std::to_string(result);
+    }
+};
+
+TEST_F(TermboxInput, BytesBecomeEvents)
+{
+    struct Row {
+        std::string typed; // a bar: the rest is typed once this is read
+        std::string events;
+        std::vector<std::string> hooked;
+        int mode = TB_INPUT_ESC;
+    } const rows[] = {
+        {"a Z~", "c61 c20 c5a c7e", {}},
+        {"\0\x01\r\t\x08\x1f\x7f"s, "k0^ k1^ kd^ k9^ k8^ k1f^ k7f^", {}},
+        {"é中\U0001f600", "ce9 c4e2d c1f600", {}},
+        {"\x80\x85\xbf\xfe\xff", "k0 c5 c3f c7e c7f", {}},
+        {"\xe9x\xe4\xb8y", "cfffd c78 cfffd c38 c79", {}}, // no key after a bad byte is lost
+        {"\xc0\x80\xed\xa0\x80\xf8\x88\x80\x80\x80z", "cfffd cfffd cfffd c7a", {}},
+        {"\033", "k1b", {}},
+        {"\033[A", "hook", {"\033[A"}},
+        {"\033[Axyz\x05", "hook", {"\033[Axyz\x05"}},
+        {"k\033[A", "c6b hook", {"\033[A"}},
+        {"k\033", "c6b k1b", {}},
+        {"\033\033", "hook", {"\033\033"}},
+        {"\033", "hook", {"\033"}, TB_INPUT_ALT},
+        {"\xe4|\xb8|\xad", "||c4e2d", {}},
+        {"a\xf0\x9f|\x98\x80z", "c61|c1f600 c7a", {}},
+        {"\xe9|x", "|cfffd c78", {}},
+        {"\033|[A", "k1b|c5b c41", {}},
+    };
+    ASSERT_EQ(start(), TB_OK);
+    ASSERT_EQ(tb_set_func(TB_FUNC_EXTRACT_PRE, hook), TB_OK);
+    EXPECT_EQ(tb_set_func(2, hook), TB_ERR);
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.typed);
+        tb_set_input_mode(row.mode);
+        hook_saw.clear();
+        std::string events;
+        std::istringstream pieces(row.typed);
+        for (std::string piece; std::getline(pieces, piece, '|');) {
+            type(piece);
+            events += drain() + (pieces.eof() ? "" : "|");
+        }
+        EXPECT_EQ(events, row.events);
+        EXPECT_EQ(hook_saw, row.hooked);
+    }
+}
+
+TEST_F(TermboxInput, TheHookDecidesWhatGoes)
+{
+    struct Row {
+        std::deque<HookCall> plan;
+        std::string events;
+    } const rows[] = {
+        {{{TB_OK, 3}}, "hook ce9 k1b"},
+        {{{TB_OK, 99}}, "hook"},
+        {{{TB_ERR, 0}}, "k1b c5b c41 ce9 k1b"},
+        {{{TB_ERR_NEED_MORE, 0}, {TB_OK, 6}}, ""},
+    };
+    ASSERT_EQ(start(), TB_OK);
+    ASSERT_EQ(tb_set_func(TB_FUNC_EXTRACT_PRE, hook), TB_OK);
+    for (const Row &row : rows) {
+        hook_plan = row.plan;
+        type("\033[A\xc3\xa9\033");
+        EXPECT_EQ(drain(), row.events);
+    }
+    type("z");
+    EXPECT_EQ(drain(), "hook c7a");
+}
+
+TEST_F(TermboxInput, WithoutHooksEscapeIsAKey)
+{
+    ASSERT_EQ(start(), TB_OK);
+    type("\033[A");
+    EXPECT_EQ(drain(), "k1b c5b c41");
+    tb_set_input_mode(TB_INPUT_ALT);
+    type("\033x\033\001");
+    EXPECT_EQ(drain(), "Ac78 Ak1^");
+    tb_set_func(TB_FUNC_EXTRACT_POST, hook);
+    type("\033x");
+    EXPECT_EQ(drain(), "hook");
+}
+
+TEST_F(TermboxInput, TheEndOfTheTerminalIsAnError)
+{
+    ASSERT_EQ(start(), TB_OK);
+    type("ab\xe4");
+    EXPECT_EQ(drain(), "c61 c62");
+    close(master);
+    master = -1;
+    tb_event event = {};
+    EXPECT_EQ(tb_poll_event(&event), TB_ERR_READ);
+    EXPECT_EQ(tb_peek_event(&event, 0), TB_ERR_READ);
+}
+
+TEST_F(TermboxInput, WaitsAreBounded)
+{
+    ASSERT_EQ(start(), TB_OK);
+    tb_event event = {};
+    EXPECT_EQ(tb_peek_event(&event, 0), TB_ERR_NO_EVENT);
+    type("\xe4");
+    EXPECT_EQ(tb_peek_event(&event, 20), TB_ERR_NO_EVENT);
+    struct sigaction interrupt = {};
+    interrupt.sa_handler = [](int) {};
+    sigaction(SIGALRM, &interrupt, nullptr);
+    const itimerval often = {{0, 5000}, {0, 5000}}, never = {};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    EXPECT_EQ(tb_poll_event(&event), TB_ERR_POLL);
+    EXPECT_EQ(tb_last_errno(), EINTR);
+    setitimer(ITIMER_REAL, &never, nullptr);
+    type("\xb8\xad");
+    EXPECT_EQ(drain(), "c4e2d");
+}
+
+TEST_F(TermboxInput, ResizeKeepsWhatBothSizesHave)
+{
+    ASSERT_EQ(start(), TB_OK);
+    struct Row {
+        int columns, rows;
+        std::string top;
+    } const rows[] = {{100, 30, "corner" + std::string(73, ' ') + "x"},
+                      {4, 1, "corn"},
+                      {6, 2, "corn"},
+                      {0, 0, ""},
+                      {1, 1, ""},
+                      {65535, 1, ""}};
+    tb_print(0, 0, TB_RED, TB_BLUE, "corner");
+    tb_set_cell(79, 0, 'x', 0, 0);
+    present();
+    for (const Row &row : rows) {
+        SCOPED_TRACE(std::to_string(row.columns) + "x" + std::to_string(row.rows));
+        resize(row.columns, row.rows);
+        resize(row.columns, row.rows); // several signals, one event
+        take_output();
+        int columns = std::min(row.columns, 4096);
+        EXPECT_EQ(drain(), "r" + std::to_string(columns) + "x" + std::to_string(row.rows));
+        EXPECT_EQ(take_output(), "\033(B\033[m\033[H\033[2J") << "cleared at once";
+        EXPECT_EQ(tb_width(), columns);
+        EXPECT_EQ(tb_height(), row.rows);
+        EXPECT_EQ(tb_set_cell(columns, 0, 'x', 0, 0), TB_ERR_OUT_OF_BOUNDS);
+        Screen screen(std::max(row.rows, 1), std::max(columns, 2));
+        screen.feed(present());
+        EXPECT_EQ(screen.row(0), columns == 1 ? "" : row.top);
+        if (columns <= 1) { // nothing of it comes back when the terminal grows
+            tb_set_cell(0, 0, ' ', 0, 0);
+        }
+    }
+}
+
+} // namespace

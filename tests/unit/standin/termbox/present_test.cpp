@@ -1,0 +1,194 @@
+#include "terminal.h"
+
+#include "support/text.h"
+
+#include <cerrno>
+#include <random>
+
+namespace {
+
+TEST_F(TermboxTest, SendsOnlyWhatDiffersInOneWrite)
+{
+    ASSERT_EQ(start(), TB_OK);
+    EXPECT_EQ(present(), "");
+    EXPECT_EQ(interposed.writes, 0);
+
+    tb_print(3, 1, TB_DEFAULT, TB_DEFAULT, "ab");
+    tb_set_cell(9, 1, 'c', TB_WHITE | TB_BOLD, TB_BLUE);
+    tb_set_cell(10, 1, 'd', TB_WHITE | TB_BOLD, TB_BLUE);
+    tb_set_cell(0, 2, 'e', TB_RED | TB_BRIGHT, TB_DEFAULT);
+    EXPECT_EQ(present(), "\033[2;4Hab\033[2;10H\033(B\033[m\033[1m\033[37;44mcd"
+                         "\033[3;1H\033(B\033[m\033[91me");
+    EXPECT_EQ(interposed.writes, 1);
+
+    tb_set_cell(3, 1, 'x', TB_DEFAULT, TB_DEFAULT);
+    tb_set_cell(3, 1, 'a', TB_DEFAULT, TB_DEFAULT);
+    EXPECT_EQ(present(), "");
+    EXPECT_EQ(interposed.writes, 0);
+    uintattr_t all = TB_BOLD | TB_BLINK | TB_UNDERLINE | TB_ITALIC | TB_DIM | TB_REVERSE;
+    tb_set_cell(0, 0, 'z', static_cast<uintattr_t>(all | TB_HI_BLACK), TB_BRIGHT | TB_GREEN);
+    EXPECT_EQ(present(), "\033[1;1H\033(B\033[m\033[1m\033[5m\033[4m\033[3m\033[2m\033[7m"
+                         "\033[30;102mz");
+}
+
+TEST_F(TermboxTest, CursorIsSentOnlyWhenItChanges)
+{
+    ASSERT_EQ(start(), TB_OK);
+    tb_set_cursor(5, 2);
+    EXPECT_EQ(present(), "\033[?12l\033[?25h\033[3;6H");
+    tb_set_cursor(5, 2);
+    EXPECT_EQ(present(), "");
+    tb_set_cell(5, 2, 'a', 0, 0);
+    tb_set_cursor(6, 2);
+    EXPECT_EQ(present(), "a") << "an echoed key needs no move at all";
+    tb_set_cell(0, 0, 'b', 0, 0);
+    EXPECT_EQ(present(), "\033[1;1Hb\033[3;7H");
+    tb_set_cell(79, 0, 'c', 0, 0);
+    tb_set_cell(0, 1, 'd', 0, 0);
+    tb_hide_cursor();
+    EXPECT_EQ(present(), "\033[1;80Hc\033[2;1Hd\033[?25l");
+    tb_hide_cursor();
+    EXPECT_EQ(present(), "");
+    tb_set_cursor(-3, 500);
+    EXPECT_EQ(present(), "\033[?12l\033[?25h\033[501;1H");
+}
+
+TEST_F(TermboxTest, OutputSurvivesAFullOrInterruptedTerminal)
+{
+    ASSERT_EQ(start(), TB_OK);
+    tb_print(0, 0, 0, 0, "hello");
+    interposed.script = {-EAGAIN, 3, -EINTR, -EAGAIN, 1};
+    EXPECT_EQ(present(), "\033[1;1Hhello");
+
+    tb_print(0, 0, 0, 0, "world");
+    tb_set_cursor(0, 0);
+    interposed.script = {2, -EIO};
+    EXPECT_EQ(tb_present(), TB_ERR);
+    EXPECT_EQ(tb_last_errno(), EIO);
+    take_output();
+    Screen screen(24, 80);
+    screen.feed(present());
+    EXPECT_EQ(screen.row(0), "world") << "after an error the whole screen is sent";
+}
+
+TEST_F(TermboxTest, CellsNeverSendControlBytes)
+{
+    ASSERT_EQ(start(), TB_OK);
+    for (uint32_t ch : {0U, 1U, 0x1bU, 0x7fU, 0x85U, 0x9bU, 0x378U, 0xd800U, 0xffffU, 0x110000U,
+                        0xfffffffeU, 0xffffffffU}) {
+        SCOPED_TRACE(ch);
+        tb_set_cell(0, 0, 'a', 0, 0);
+        present();
+        tb_set_cell(0, 0, ch, 0, 0);
+        EXPECT_EQ(present(), "\033[1;1H\xef\xbf\xbd");
+    }
+    tb_set_cell_ex(0, 0, nullptr, 0, 0, 0);
+    tb_cell *cell = nullptr;
+    ASSERT_EQ(tb_get_cell(0, 0, 1, &cell), TB_OK);
+    EXPECT_EQ(cell->ch, 0U);
+    cell->ch = 'x';
+    EXPECT_EQ(present(), "\033[1;1Hx");
+    EXPECT_EQ(tb_get_cell(80, 0, 1, &cell), TB_ERR_OUT_OF_BOUNDS);
+}
+
+// Where terminals disagree about the width, both halves are blanked first and the cursor is set
+// again after.
+TEST_F(TermboxTest, WidthsInDoubtCannotShiftALine)
+{
+    ASSERT_EQ(start(), TB_OK);
+    tb_print(0, 0, 0, 0, "\u4dc0b\U0001f9d1d");
+    EXPECT_EQ(present(), "\033[1;1H  \033[1;1H\u4dc0\033[1;3Hb\U0001f9d1\033[1;5Hd");
+    tb_set_cell(79, 5, 0x4e2d, 0, 0);
+    tb_set_cell(79, 6, 0x1f9d1, 0, 0);
+    tb_set_cell(0, 7, 0x301, 0, 0); // a mark alone stands on a blank
+    EXPECT_EQ(present(), "\033[6;80H \033[7;80H \033[8;1H \u0301");
+}
+
+// Whatever was painted before, the screen is the one that a fresh full paint gives.
+TEST_F(TermboxTest, EveryPaintShowsWhatAFullPaintShows)
+{
+    constexpr uint32_t alphabet[] = {
+        'a',   'b',    ' ',     ' ',     0,    0xffffffff, 0x4e2d, 0x6587,  0xac00,    0x1b,
+        0x301, 0x4dc0, 0x1f9d1, 0x20000, 0xe9, 0x378,      0x2500, 0x1f600, 0xfffffffe};
+    constexpr uintattr_t colours[] = {0, 0, 0, TB_WHITE, TB_WHITE | TB_BOLD, TB_RED | TB_REVERSE};
+    constexpr int COLUMNS = 9, ROWS = 2;
+    ASSERT_EQ(start(), TB_OK);
+    resize(COLUMNS, ROWS);
+    tb_event event = {};
+    ASSERT_EQ(tb_peek_event(&event, 0), TB_OK);
+    for (unsigned seed = 0; seed < 1000; seed++) {
+        std::mt19937 random(seed);
+        auto below = [&](size_t limit) { return random() % limit; };
+        SCOPED_TRACE(seed);
+        Screen painted(ROWS, COLUMNS), fresh(ROWS, COLUMNS);
+        resize(COLUMNS, ROWS);
+        ASSERT_EQ(tb_peek_event(&event, 0), TB_OK);
+        for (size_t presents = 1 + below(6); presents > 0; presents--) {
+            for (size_t changes = below(12); changes > 0; changes--) {
+                tb_set_cell(static_cast<int>(below(COLUMNS)), static_cast<int>(below(ROWS)),
+                            alphabet[below(std::size(alphabet))],
+                            colours[below(std::size(colours))], colours[below(4)]);
+            }
+            tb_set_cursor(static_cast<int>(below(COLUMNS)), static_cast<int>(below(ROWS)));
+            painted.feed(present());
+        }
+        resize(COLUMNS, ROWS);
+        ASSERT_EQ(tb_peek_event(&event, 0), TB_OK);
+        fresh.feed(present());
+        for (int i = 0; i < ROWS * COLUMNS; i++) {
+            support::Cell expected = fresh.cell(i / COLUMNS, i % COLUMNS);
+            support::Cell shown = painted.cell(i / COLUMNS, i % COLUMNS);
+            if (expected.text.empty()) { // a right half, where libvterm keeps old attributes
+                ASSERT_EQ(shown.text, "");
+            } else {
+                ASSERT_EQ(shown, expected);
+            }
+        }
+        ASSERT_EQ(painted.cursor_column(), fresh.cursor_column());
+    }
+}
+
+// The emulator behind the program and the screen in front of it must count columns alike, or a line
+// would shift. Left out is what is sent as U+FFFD or on a blank, one column by construction.
+TEST(TermboxWidths, AgreeWithTheEmulator)
+{
+    Screen screen(2, 10);
+    int agreed = 0, combining = 0;
+    for (uint32_t ch = 0xa0; ch < 0x110000; ch++) {
+        if (columns_of(ch) == 0) {
+            continue;
+        }
+        screen.feed("\033[1;1Ha" + support::utf8(ch));
+        int emulated = screen.cursor_column() - 1;
+        if (emulated == columns_of(ch)) {
+            agreed++;
+        } else if (emulated == 0) { // marks to libvterm alone: it gives them no cell of their own
+            combining++;
+        } else {
+            ADD_FAILURE() << std::hex << ch << " takes " << emulated;
+        }
+    }
+    EXPECT_GT(agreed, 280000);
+    EXPECT_EQ(combining, 2);
+}
+
+TEST_F(TermboxTest, PrintsText)
+{
+    ASSERT_EQ(start(), TB_OK);
+    const auto print = [](int x, int y, const char *text) { return tb_print(x, y, 0, 0, text); };
+    EXPECT_EQ(print(2, 0, "abc\nd"), TB_OK);
+    EXPECT_EQ(print(0, 2, "中x\xff\t\x85"), TB_OK);
+    EXPECT_EQ(print(0, 3, "ab\xe4\xb8"), TB_OK);
+    EXPECT_EQ(print(0, 4, "ae\u0301z"), TB_ERR);
+    EXPECT_EQ(print(78, 5, "abcdef\ng"), TB_OK);
+    for (const auto &[x, y] : {std::pair{80, 0}, {0, -1}, {0, 24}}) {
+        EXPECT_EQ(print(x, y, "a"), TB_ERR_OUT_OF_BOUNDS);
+    }
+    Screen screen(24, 80);
+    screen.feed(present());
+    const std::string margin(78, ' ');
+    EXPECT_EQ(screen.text(), "  abc\n  d\n中x���\nab��\nae\n" + margin + "ab\n" + margin + "g\n" +
+                                 std::string(17, '\n'));
+}
+
+} // namespace

@@ -1,0 +1,43 @@
+// What the tests of the termbox2 stand-in share: its output caught at write(), a pty for its
+// settings, input and size.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <termios.h>
+#include <termbox2.h>
+
+#include "support/screen.h"
+
+using support::Screen;
+
+// The calls that the implementation's unit makes through here.
+struct Interposed {
+    std::string output;          // bytes written to the terminal
+    int writes = 0;              // calls that wrote some
+    std::vector<ssize_t> script; // results of the next writes: a count, or a negated errno
+};
+extern Interposed interposed;
+
+// Of the implementation's own state.
+std::string_view unparsed_input();
+int columns_of(uint32_t ch); // 0 for what is not sent just as it is
+
+// A pty of 24 x 80, TERM xterm; the stand-in starts on it by start().
+struct TermboxTest : testing::Test {
+    TermboxTest();
+    ~TermboxTest() override;
+    int start() { return tb_init_file(path.c_str()); }
+    void resize(int columns, int rows); // of the pty; announced by the signal
+    void type(std::string_view bytes);
+    std::string take_output();
+    std::string present();
+    bool settings_are_as_found() const;
+
+    int master = -1, slave = -1;
+    std::string path;
+    termios found = {};
+};
