@@ -1,0 +1,96 @@
+#include "text/printable.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+namespace {
+
+unsigned char byte_at(std::string_view text, size_t index)
+{
+    return static_cast<unsigned char>(text[index]);
+}
+
+// The length that a first byte promises; 0 for a byte that begins nothing.
+uint8_t promised_length(unsigned char first)
+{
+    if (first < 0x80) {
+        return 1;
+    }
+    if (first >= 0xc2 && first <= 0xdf) {
+        return 2;
+    }
+    if (first >= 0xe0 && first <= 0xef) {
+        return 3;
+    }
+    return first >= 0xf0 && first <= 0xf4 ? 4 : 0;
+}
+
+bool is_continuation(unsigned char byte)
+{
+    return (byte & 0xc0) == 0x80;
+}
+
+} // namespace
+
+Character decode_character(std::string_view text)
+{
+    constexpr uint32_t SMALLEST[] = {0, 0, 0x80, 0x800, 0x10000};
+    const unsigned char first = byte_at(text, 0);
+    const uint8_t length = promised_length(first);
+    const Character bad = {first, 1, false};
+    if (length == 0 || length > text.size()) {
+        return bad;
+    }
+    uint32_t code_point = length == 1 ? first : first & (0x7fU >> length);
+    for (size_t i = 1; i < length; i++) {
+        if (!is_continuation(byte_at(text, i))) {
+            return bad;
+        }
+        code_point = code_point << 6 | (byte_at(text, i) & 0x3fU);
+    }
+    const bool surrogate = code_point >= 0xd800 && code_point <= 0xdfff;
+    if (code_point < SMALLEST[length] || surrogate || code_point > 0x10ffff) {
+        return bad;
+    }
+    return {code_point, length, true};
+}
+
+size_t incomplete_tail(std::string_view bytes)
+{
+    for (size_t back = 1; back <= 3 && back <= bytes.size(); back++) {
+        const unsigned char byte = byte_at(bytes, bytes.size() - back);
+        if (is_continuation(byte)) {
+            continue;
+        }
+        return promised_length(byte) > back ? back : 0;
+    }
+    return 0;
+}
+
+size_t make_printable(std::string_view text, char *copy, bool keep_layout)
+{
+    size_t length = 0;
+    while (!text.empty()) {
+        const Character character = decode_character(text);
+        const char byte = text[0];
+        const bool layout = byte == '\n' || byte == '\r' || byte == '\t';
+        if (!character.valid || (is_control(character.code_point) && !(keep_layout && layout))) {
+            copy[length++] = '?';
+        } else {
+            memmove(copy + length, text.data(), character.length); // copy may be text itself
+            length += character.length;
+        }
+        text.remove_prefix(character.length);
+    }
+    return length;
+}
+
+char *printable_copy(const char *text, bool keep_layout)
+{
+    const size_t length = strlen(text);
+    char *copy = static_cast<char *>(malloc(length + 1));
+    if (copy != nullptr) {
+        copy[make_printable({text, length}, copy, keep_layout)] = '\0';
+    }
+    return copy;
+}

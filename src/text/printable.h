@@ -1,0 +1,32 @@
+// Characters of texts that came from elsewhere: decoding, and copies that are safe to print.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string_view>
+
+// One character at the start of a text that is not empty: its length in bytes (1 to 4) and its code
+// point, or length 1 and valid false where the bytes are not UTF-8.
+struct Character {
+    uint32_t code_point;
+    uint8_t length;
+    bool valid;
+};
+Character decode_character(std::string_view text);
+
+// The length of an incomplete UTF-8 sequence at the end of the bytes, 0 to 3.
+size_t incomplete_tail(std::string_view bytes);
+
+// U+0000 to U+001F and U+007F to U+009F.
+constexpr bool is_control(uint32_t code_point)
+{
+    return code_point < 0x20 || (code_point >= 0x7f && code_point <= 0x9f);
+}
+
+// Writes text to copy (room for its length and a NUL, and may be text itself) with "?" for every
+// control character and for every byte that is not UTF-8; a line feed, a return and a tab stay when
+// keep_layout is set. Returns the length, which is at most the text's.
+size_t make_printable(std::string_view text, char *copy, bool keep_layout);
+
+// The same as a new NUL-terminated text, freed with free. Null when memory is short.
+[[nodiscard]] char *printable_copy(const char *text, bool keep_layout);
