@@ -1,0 +1,69 @@
+// The record of the link to the daemon: its two sockets, the data channel and what is known of the
+// port.
+#pragma once
+
+#include <stdint.h>
+
+#include "dep/trell.h"
+#include "dep/ubox.h"
+#include "link/read_gate.h"
+
+// Receives the port's output. The bytes are valid during the call only.
+using OutputSink = void (*)(const char *bytes, int32_t length);
+
+struct DaemonConnection {
+    const char *port;          // the port's key; not owned
+    timeval connected_at;      // wall-clock time at which both sockets were connected
+    unsigned char escape_char; // the port's escape character
+    char **outlets;            // the port's power outlets; owned, and so is every name
+    size_t outlet_count;
+    uint8_t quit;              // the session is over
+    list_head commands;        // PendingCommand records, the oldest first; owned
+    uint8_t command_in_flight; // the head of commands was written and awaits its reply
+    json_stream *reply_parser; // made with the first reply, never freed
+    ustream_fd cmd_stream;
+    ustream_fd data_stream;
+    OutputSink output_sink; // set once, by the front end
+
+    uint8_t hung_up;               // the daemon closed one of the sockets
+    ReadGate port_output;          // when data_stream may read
+    void (*on_port_drained)(void); // what was typed is on its way to the port; set by the front end
+    uloop_fd cmd_hangup;           // watches cmd.sck while cmd_stream's full buffer keeps it blind
+    uloop_timeout cmd_backlog;     // parses that full buffer once a command is in flight
+};
+
+// The one connection of the process.
+extern DaemonConnection zorvad;
+
+constexpr unsigned char DEFAULT_ESCAPE_CHAR = 5; // Ctrl-E
+
+// What may wait for the port before the keyboard is not read any more, and where reading starts
+// again. A person in front of a port that takes nothing never types this much.
+constexpr int TYPED_LIMIT = 1024 * 1024;
+constexpr int TYPED_RESUME = 512 * 1024;
+
+// Buffer sizes of the streams that carry port and terminal bytes. (libubox's defaults are 4096 and
+// 256: with 64 KiB a chunk costs one read and one write.)
+constexpr int STREAM_BUFFER = 64 * 1024;
+
+// Connects both sockets of the port, whose directory is made when missing. Blocks until the daemon
+// accepts or refuses. Returns 0, or -1 with the reason in the log.
+[[nodiscard]] int daemon_connect(DaemonConnection &connection, const char *port);
+
+// Connects one socket and hands its descriptor to the stream, whose callbacks are set already.
+// format holds one %s, the port key. Returns 0, or -1 with the reason in the log.
+[[nodiscard]] int open_daemon_socket(ustream_fd &stream, const char *format, const char *port);
+
+// Ends the session: the main loop returns.
+void connection_quit(DaemonConnection &connection);
+
+// The same after a hang-up.
+void connection_hung_up(DaemonConnection &connection);
+
+// Takes the escape character over from a PORT_INFO reply. One without a number keeps the old one:
+// there must be a way out.
+void connection_take_escape(DaemonConnection &connection, const node *reply);
+
+// True while more has been typed than the port takes: the front end stops reading keys until
+// on_port_drained.
+bool port_is_stuck(const DaemonConnection &connection);

@@ -1,0 +1,64 @@
+#include "link/read_gate.h"
+
+namespace {
+
+void begin_turn(uloop_timeout *timer)
+{
+    ReadGate *gate = container_of(timer, ReadGate, next_turn);
+    gate->turn_bytes = 0;
+    read_gate_release(*gate, HOLD_TURN);
+}
+
+} // namespace
+
+void read_gate_init(ReadGate &gate, ustream_fd &source, int32_t turn_limit)
+{
+    gate.source = &source;
+    gate.turn_limit = turn_limit;
+    gate.next_turn.cb = begin_turn;
+}
+
+void read_gate_hold(ReadGate &gate, ReadHold reason)
+{
+    if (gate.holds == 0) {
+        ustream_set_read_blocked(&gate.source->stream, true);
+    }
+    gate.holds = static_cast<uint8_t>(gate.holds | reason);
+}
+
+void read_gate_release(ReadGate &gate, ReadHold reason)
+{
+    const bool was_held = gate.holds != 0;
+    gate.holds = static_cast<uint8_t>(gate.holds & ~reason);
+    if (!was_held || gate.holds != 0) {
+        return;
+    }
+    ustream &stream = gate.source->stream;
+    if (stream.r.data_bytes > 0) {
+        stream.notify_read(&stream, stream.r.data_bytes);
+        if (gate.holds != 0) {
+            return; // it had to stop again, or its turn is over
+        }
+    }
+    ustream_set_read_blocked(&stream, false);
+    // A pipe whose writer went away while it was held reports that as an error only.
+    if (!gate.source->fd.registered || stream.write_error) {
+        read_gate_poll(gate);
+    }
+}
+
+void read_gate_count(ReadGate &gate, int32_t bytes)
+{
+    gate.turn_bytes += bytes;
+    if (gate.turn_bytes >= gate.turn_limit && (gate.holds & HOLD_TURN) == 0) {
+        read_gate_hold(gate, HOLD_TURN);
+        uloop_timeout_set(&gate.next_turn, 0);
+    }
+}
+
+void read_gate_poll(ReadGate &gate)
+{
+    if (gate.holds == 0 && !gate.source->stream.eof) {
+        (void)ustream_poll(&gate.source->stream); // what it read went to the read callback
+    }
+}

@@ -1,0 +1,41 @@
+// Decides when a stream may read. A source is held while its sink has too much waiting, and for one
+// turn of the loop after each turn_limit bytes: the streams read until nothing is left, so a source
+// that never runs dry would keep everything else waiting.
+#pragma once
+
+#include <stdint.h>
+
+#include "dep/ubox.h"
+
+// Why a source is held; several may hold it at once.
+enum ReadHold : uint8_t {
+    HOLD_SINK = 1,  // the stream it feeds has too much waiting
+    HOLD_POWER = 2, // likewise, the power script's input
+    HOLD_TURN = 4,  // it had its turn
+    HOLD_END = 8,   // the session is over for it; never released
+    HOLD_ECHO = 16, // too much of what it typed waits to be echoed
+};
+
+struct ReadGate {
+    ustream_fd *source;
+    uint8_t holds;      // ReadHold bits
+    int32_t turn_limit; // bytes
+    int32_t turn_bytes; // read since the last turn began
+    uloop_timeout next_turn;
+};
+
+// Before source's read callback runs for the first time. turn_limit is in bytes.
+void read_gate_init(ReadGate &gate, ustream_fd &source, int32_t turn_limit);
+
+// Keeps the source from reading until every reason that held it is released.
+void read_gate_hold(ReadGate &gate, ReadHold reason);
+
+// The last release hands on what the source has buffered and lets it read again, also one that the
+// loop cannot watch (a file) or whose end it has reported already.
+void read_gate_release(ReadGate &gate, ReadHold reason);
+
+// To be called by the source's read callback for every chunk it handled.
+void read_gate_count(ReadGate &gate, int32_t bytes);
+
+// Reads what there is: from a source that the loop does not watch, or ahead of its next event.
+void read_gate_poll(ReadGate &gate);

@@ -1,0 +1,77 @@
+// What the end-to-end tests do not see of requests and replies.
+#include "link/command.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "link/owned.h"
+#include "unit/support/connected.h"
+
+namespace {
+
+// The replies in the order in which the callbacks saw them.
+std::vector<std::string> seen;
+
+void keep_reply(node *reply, void *context)
+{
+    const Text text(json_stringify(reply, 1));
+    seen.push_back(std::string(static_cast<const char *>(context)) + "=" + text.get());
+}
+
+struct CommandChannel : testing::Test {
+    Connected daemon;
+
+    CommandChannel() { seen.clear(); }
+
+    void send(const char *name)
+    {
+        ASSERT_EQ(0, send_bare_command(zorvad, name, const_cast<char *>(name), keep_reply));
+    }
+    bool all_seen(size_t count)
+    {
+        return run_until([=] { return seen.size() >= count; });
+    }
+};
+
+TEST_F(CommandChannel, DeliversCoalescedRepliesToQueuedCommands)
+{
+    send("A");
+    send("B");
+    daemon.reply(R"({"n":1} {"n":2}{"n":3})"); // the third belongs to nobody
+    EXPECT_TRUE(all_seen(2));
+    EXPECT_EQ((std::vector<std::string>{R"(A={"n":1})", R"(B={"n":2})"}), seen);
+    send("C");
+    EXPECT_TRUE(daemon.expect_request(R"({"cmd":"A"}{"cmd":"B"}{"cmd":"C"})"));
+    daemon.reply("null");
+    EXPECT_TRUE(all_seen(3));
+    EXPECT_EQ("C=null", seen.back());
+}
+
+TEST_F(CommandChannel, KeepsUnaskedBytesForTheNextReply)
+{
+    daemon.reply(R"({"early")");
+    EXPECT_TRUE(run_until([] { return zorvad.cmd_stream.stream.r.data_bytes == 8; }));
+    send("A");
+    daemon.reply(":1}");
+    EXPECT_TRUE(all_seen(1));
+    EXPECT_EQ(R"(A={"early":1})", seen[0]);
+}
+
+TEST_F(CommandChannel, AnswersACommandThatFindsTheBufferFull)
+{
+    daemon.reply(std::string(20000, ' '));
+    EXPECT_TRUE(run_until([] { return zorvad.cmd_hangup.registered; }));
+    send("A");
+    daemon.reply("{}");
+    EXPECT_TRUE(all_seen(1));
+}
+
+TEST_F(CommandChannel, RefusesARequestThatCouldNotBeBuilt)
+{
+    EXPECT_EQ(-1, send_command(zorvad, nullptr, nullptr, nullptr));
+    EXPECT_TRUE(list_empty(&zorvad.commands));
+}
+
+} // namespace
