@@ -1,0 +1,25 @@
+// The command line.
+#pragma once
+
+#include <stdint.h>
+
+// The basic interface is in use: asked for, or the terminal UI could not start.
+extern uint8_t use_basic_interface;
+
+// The user's access right as given on the command line; "admin" unlocks the sessions commands.
+extern const char *access_right;
+
+// Why the program ends, or not.
+enum class CommandLine {
+    RUN,
+    HELP,  // the usage was printed
+    WRONG, // an error was printed
+    NO_MEMORY,
+};
+
+// The argument table is built by options_init, read by options_parse (which sets the globals above)
+// and freed by options_free, after which access_right is no longer valid.
+[[nodiscard]] CommandLine options_init();
+[[nodiscard]] CommandLine options_parse(int argument_count, char **arguments);
+const char *options_port();
+void options_free();

@@ -1,0 +1,221 @@
+#include "tui/screen.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "dep/termbox.h"
+#include "dep/ubox.h"
+#include "link/clock.h"
+#include "link/connection.h"
+
+namespace {
+
+// How long the end of a session waits for a terminal that takes nothing, all in all.
+constexpr int STOP_PATIENCE_MS = 1000;
+// What the restoring sequences may take after that.
+constexpr int RESTORE_PATIENCE_MS = 200;
+
+ustream_fd output;
+bool output_open; // output has a descriptor
+bool stopping;    // the stream is gone: write to its descriptor as well as it takes it
+bool present_due;
+uloop_timeout present_timer;
+
+struct Cursor {
+    bool shown;
+    int x;
+    int y;
+};
+Cursor cursor;
+
+bool output_is_idle()
+{
+    return output.stream.w.data_bytes == 0;
+}
+
+void present_now()
+{
+    if (!present_due || !output_is_idle()) {
+        return;
+    }
+    present_due = false;
+    if (cursor.shown) {
+        tb_set_cursor(cursor.x, cursor.y);
+    } else {
+        tb_hide_cursor();
+    }
+    tb_present();
+}
+
+void on_present_timer(uloop_timeout *)
+{
+    present_now();
+}
+
+void on_output_written(ustream *, int)
+{
+    present_now();
+}
+
+void on_output_state(ustream *stream)
+{
+    if (stream->write_error) {
+        connection_quit(zorvad); // the terminal is gone
+    }
+}
+
+void ignore_data(ustream *, int) {}
+
+int open_output(const char *path)
+{
+    const int descriptor = open(path, O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        return -1;
+    }
+    ustream &stream = output.stream;
+    stream.notify_read = ignore_data;
+    stream.notify_write = on_output_written;
+    stream.notify_state = on_output_state;
+    stream.string_data = true;
+    stream.w.buffer_len = STREAM_BUFFER;
+    ustream_fd_init(&output, descriptor);
+    ustream_set_read_blocked(&stream, true);
+    output_open = true;
+    stopping = false;
+    return 0;
+}
+
+void close_output()
+{
+    if (!stopping) {
+        ustream_free(&output.stream);
+    }
+    close(output.fd.fd);
+    output_open = false;
+}
+
+// Waits until the terminal takes something (or is gone) or the time has come; false in that case.
+bool wait_for_room(int64_t give_up)
+{
+    pollfd room = {output.fd.fd, POLLOUT, 0};
+    int64_t left = give_up - monotonic_ms();
+    while (left > 0) {
+        if (poll(&room, 1, static_cast<int>(left)) > 0) {
+            return true;
+        }
+        left = give_up - monotonic_ms();
+    }
+    return false;
+}
+
+// Drops what is pending, a picture that would be cleared at once, so that what follows is written
+// straight away. No turn of the loop: the loop may be what called, and would lose a signal.
+void leave_stream()
+{
+    if (!output_is_idle() && !wait_for_room(monotonic_ms() + STOP_PATIENCE_MS)) {
+        tcflush(output.fd.fd, TCOFLUSH);
+    }
+    ustream_free(&output.stream);
+    stopping = true;
+}
+
+// termbox2 restores the settings once all is sent, and a line that is stopped never sends anything.
+void wait_until_sent(int64_t give_up)
+{
+    int left = 0;
+    while (ioctl(output.fd.fd, TIOCOUTQ, &left) == 0 && left > 0) {
+        if (monotonic_ms() >= give_up) {
+            tcflush(output.fd.fd, TCOFLUSH);
+            return;
+        }
+        (void)poll(nullptr, 0, 5);
+    }
+}
+
+// As much as the terminal takes in a short time; the rest is lost.
+void write_last_words(const char *bytes, size_t count)
+{
+    const int64_t give_up = monotonic_ms() + RESTORE_PATIENCE_MS;
+    while (count > 0) {
+        const ssize_t written = write(output.fd.fd, bytes, count);
+        if (written > 0) {
+            bytes += written;
+            count -= static_cast<size_t>(written);
+        } else if ((errno != EAGAIN && errno != EINTR) || !wait_for_room(give_up)) {
+            return;
+        }
+    }
+    wait_until_sent(give_up);
+}
+
+// termbox2 also writes to its resize pipe, from a signal handler.
+bool is_terminal(int descriptor)
+{
+    struct stat status;
+    return fstat(descriptor, &status) == 0 && S_ISCHR(status.st_mode);
+}
+
+} // namespace
+
+int screen_start(const char *path)
+{
+    if (open_output(path) != 0) {
+        return -1;
+    }
+    present_timer.cb = on_present_timer;
+    const int result = tb_init_file(path);
+    if (result != TB_OK) {
+        close_output();
+    }
+    return result;
+}
+
+void screen_stop()
+{
+    if (!output_open) {
+        return;
+    }
+    uloop_timeout_cancel(&present_timer);
+    present_due = false;
+    leave_stream();
+    tb_shutdown();
+    close_output();
+}
+
+void screen_present()
+{
+    present_due = true;
+    if (!present_timer.pending) {
+        uloop_timeout_set(&present_timer, 0);
+    }
+}
+
+void screen_set_cursor(int x, int y)
+{
+    cursor = {true, x, y};
+}
+
+void screen_hide_cursor()
+{
+    cursor.shown = false;
+}
+
+ssize_t screen_write(int descriptor, const void *bytes, size_t count)
+{
+    if (!output_open || !is_terminal(descriptor)) {
+        return write(descriptor, bytes, count);
+    }
+    const char *text = static_cast<const char *>(bytes);
+    if (stopping) {
+        write_last_words(text, count);
+        return static_cast<ssize_t>(count);
+    }
+    // Fewer when memory is short, which termbox2 takes for a failure and paints anew.
+    const int queued = ustream_write(&output.stream, text, static_cast<int>(count), false);
+    return output.stream.write_error ? static_cast<ssize_t>(count) : queued;
+}

@@ -1,0 +1,27 @@
+// The terminal under termbox2: its start and end, and its output, which never blocks the client.
+//
+// termbox2 writes to the terminal with a plain write, which waits for a terminal that takes
+// nothing. Its writes come here instead (screen_write) and go out through a stream on a descriptor
+// of our own, whose O_NONBLOCK nobody else sees. A picture is made only when the one before has
+// gone out, so that a slow terminal gets fewer pictures and never a backlog of them.
+#pragma once
+
+#include <sys/types.h>
+
+// Opens the terminal and starts termbox2 on it. Returns 0, or another value when there is no
+// terminal that can be used; nothing is left open then.
+[[nodiscard]] int screen_start(const char *path);
+
+// Restores the terminal. Waits at most a second for a terminal that takes nothing, then drops what
+// it has not taken. Does nothing when the screen is not started.
+void screen_stop();
+
+// Has the back buffer shown before the loop waits again, once however often it is asked for.
+void screen_present();
+
+// Where the cursor is when the next picture is shown.
+void screen_set_cursor(int x, int y);
+void screen_hide_cursor();
+
+// Stands for write() in termbox2.
+ssize_t screen_write(int descriptor, const void *bytes, size_t count);

@@ -1,0 +1,58 @@
+// Geometry of widgets: pure functions of rectangles.
+#pragma once
+
+#include <stdint.h>
+
+#include "tui/widget/widget.h"
+
+// Half-open: columns x0 to x1 - 1, rows y0 to y1 - 1; empty when x1 <= x0 or y1 <= y0.
+struct Rectangle {
+    int32_t x0, y0, x1, y1;
+
+    bool operator==(const Rectangle &) const = default;
+};
+
+constexpr Rectangle widget_rectangle(const Widget &widget)
+{
+    return {widget.x0, widget.y0, widget.x1, widget.y1};
+}
+
+constexpr void set_widget_rectangle(Widget &widget, const Rectangle &place)
+{
+    widget.x0 = place.x0;
+    widget.y0 = place.y0;
+    widget.x1 = place.x1;
+    widget.y1 = place.y1;
+}
+
+constexpr bool overlaps(const Rectangle &a, const Rectangle &b)
+{
+    return a.x0 < b.x1 && a.x1 > b.x0 && a.y0 < b.y1 && a.y1 > b.y0;
+}
+
+constexpr Rectangle intersection(const Rectangle &a, const Rectangle &b)
+{
+    return {a.x0 > b.x0 ? a.x0 : b.x0, a.y0 > b.y0 ? a.y0 : b.y0, a.x1 < b.x1 ? a.x1 : b.x1,
+            a.y1 < b.y1 ? a.y1 : b.y1};
+}
+
+// Stores the place of a kind on a screen of the given size and returns true; false for a kind that
+// is never placed. Divisions come before products.
+constexpr bool layout_rectangle(LayoutKind kind, int32_t height, int32_t width, Rectangle &place)
+{
+    switch (kind) {
+    case LAYOUT_POPUP:
+        place = {width / 4, height / 4, 3 * (width / 4), 3 * (height / 4)};
+        return true;
+    case LAYOUT_TERMINAL:
+        place = {0, 0, width, height - 1};
+        return true;
+    case LAYOUT_STATUS:
+        place = {0, height - 1, width, height};
+        return true;
+    case LAYOUT_TALL_POPUP:
+        place = {0, height / 8, width, 7 * (height / 8)};
+        return true;
+    }
+    return false;
+}

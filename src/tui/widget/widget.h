@@ -1,0 +1,44 @@
+// A rectangle of the screen with its operations. Constructors return it zero-filled but for what
+// they set; the widget list frees the record.
+#pragma once
+
+#include <stdint.h>
+
+#include "dep/ubox.h"
+
+struct Widget;
+struct WidgetList;
+
+// How a widget is placed when the screen changes its size; any other value leaves it where it is.
+enum LayoutKind : int32_t {
+    LAYOUT_POPUP = 0,
+    LAYOUT_TERMINAL = 1,
+    LAYOUT_STATUS = 2,
+    LAYOUT_TALL_POPUP = 3,
+};
+
+struct Widget {
+    list_head list; // place in the WidgetList; null links once removed
+    LayoutKind kind;
+    void *priv; // the widget's private data, owned by it
+
+    // Any of these but destroy may be null. Rectangles are half-open, in screen cells.
+    // None but on_input may add or remove widgets.
+
+    // A rectangle was laid bare: repaints what of the widget lies in it.
+    void (*on_damage)(int x0, int y0, int x1, int y1, Widget *widget);
+    // Paints the widget into the back buffer: whole, or what changed since it was painted.
+    void (*draw)(Widget *widget);
+    // Periodic work.
+    void (*tick)(Widget *widget);
+    // Port output.
+    void (*feed)(const char *bytes, int length, Widget *widget);
+    // Typed input, for the top widget only. A NUL follows the bytes. The widget may remove itself.
+    void (*on_input)(const char *bytes, int length, WidgetList *list, Widget *widget);
+    // The new rectangle after a change of the screen's size.
+    void (*resize)(int x0, int y0, int x1, int y1, Widget *widget);
+    // Frees the private data.
+    void (*destroy)(Widget *widget);
+
+    int32_t x0, y0, x1, y1; // half-open rectangle in screen cells
+};

@@ -1,0 +1,48 @@
+// The stack of widgets on the screen: who is painted over whom, who gets the input, and the
+// periodic refresh.
+#pragma once
+
+#include <stdint.h>
+
+#include "dep/ubox.h"
+#include "tui/widget/widget.h"
+
+constexpr int WIDGET_REFRESH_MS = 500;
+
+struct WidgetList {
+    list_head widgets;     // Widget records, the top of the stack first; owned
+    int32_t height;        // screen rows
+    int32_t width;         // screen columns
+    uloop_timeout refresh; // every WIDGET_REFRESH_MS, until it finds the list empty
+
+    uloop_timeout pause; // while it is pending port output is not shown
+    int32_t unshown;     // bytes of port output since it was last shown
+};
+
+// The one list of the process; null until the terminal UI starts.
+extern WidgetList *widget_list;
+
+// An empty list with its refresh armed. Null, with a line in the log, when memory is short.
+[[nodiscard]] WidgetList *widget_list_new(int height, int width);
+
+// Frees a list with its widgets and stops its refresh.
+void widget_list_free(WidgetList *list);
+
+// Puts the widget on top; the list owns it from then on. It shows with the next refresh or port
+// output.
+void widget_list_add(WidgetList *list, Widget *widget);
+
+// Frees the widget and repaints what lay under it.
+void widget_list_remove(WidgetList *list, Widget *widget);
+
+// Places every widget anew and repaints the screen.
+void widget_list_resize(WidgetList *list, int height, int width);
+
+// Hands port output to every widget and repaints the screen, but not for every piece of a flood.
+void widget_list_feed(const char *bytes, int length, WidgetList *list);
+
+// Hands input to the top widget.
+void widget_list_input(const char *bytes, int length, WidgetList *list);
+
+// Callback of the refresh timer: every widget's tick, then the whole picture.
+void widget_list_refresh(uloop_timeout *timer);

@@ -1,0 +1,163 @@
+#include "tui/widget/widget_list.h"
+
+#include "link/owned.h"
+#include "tui/screen.h"
+#include "tui/widget/layout.h"
+
+WidgetList *widget_list;
+
+namespace {
+
+// So much port output at once is a flood, of which a hundred pictures a second are shown: sending
+// them costs more than emulating what lies between.
+constexpr int32_t FLOOD = 16 * 1024;
+constexpr int PICTURE_INTERVAL_MS = 10;
+
+// From the bottom up, so that what lies above is painted over what lies below.
+void draw_all(WidgetList *list)
+{
+    Widget *widget;
+    list_for_each_entry_reverse (widget, &list->widgets, list) {
+        if (widget->draw != nullptr) {
+            widget->draw(widget);
+        }
+    }
+}
+
+void show_port_output(WidgetList *list)
+{
+    if (list->unshown >= FLOOD) {
+        uloop_timeout_set(&list->pause, PICTURE_INTERVAL_MS);
+    }
+    list->unshown = 0;
+    draw_all(list);
+    screen_present();
+}
+
+void end_pause(uloop_timeout *timer)
+{
+    WidgetList *list = container_of(timer, WidgetList, pause);
+    if (list->unshown > 0) {
+        show_port_output(list);
+    }
+}
+
+void widget_free(Widget *widget)
+{
+    widget->destroy(widget);
+    free(widget);
+}
+
+} // namespace
+
+WidgetList *widget_list_new(int height, int width)
+{
+    WidgetList *list = zalloc<WidgetList>();
+    if (list == nullptr) {
+        ulog(LOG_ERR, "Could not allocate widget list structure\n");
+        return nullptr;
+    }
+    INIT_LIST_HEAD(&list->widgets);
+    list->height = height;
+    list->width = width;
+    list->refresh.cb = widget_list_refresh;
+    list->pause.cb = end_pause;
+    uloop_timeout_set(&list->refresh, WIDGET_REFRESH_MS);
+    return list;
+}
+
+void widget_list_free(WidgetList *list)
+{
+    uloop_timeout_cancel(&list->refresh);
+    uloop_timeout_cancel(&list->pause);
+    Widget *widget;
+    Widget *next;
+    list_for_each_entry_safe (widget, next, &list->widgets, list) {
+        list_del(&widget->list);
+        widget_free(widget);
+    }
+    free(list);
+}
+
+void widget_list_add(WidgetList *list, Widget *widget)
+{
+    list_add(&widget->list, &list->widgets);
+}
+
+void widget_list_remove(WidgetList *list, Widget *widget)
+{
+    const Rectangle bare = widget_rectangle(*widget);
+    list_del(&widget->list);
+    widget_free(widget);
+    Widget *other;
+    list_for_each_entry (other, &list->widgets, list) {
+        if (other->on_damage != nullptr) {
+            other->on_damage(bare.x0, bare.y0, bare.x1, bare.y1, other);
+        }
+    }
+    draw_all(list); // the terminal was painted last, over popups that are still open
+}
+
+void widget_list_resize(WidgetList *list, int height, int width)
+{
+    if (list_empty(&list->widgets)) {
+        return;
+    }
+    Widget *widget;
+    list_for_each_entry (widget, &list->widgets, list) {
+        Rectangle place;
+        if (widget->resize != nullptr && layout_rectangle(widget->kind, height, width, place)) {
+            widget->resize(place.x0, place.y0, place.x1, place.y1, widget);
+        }
+    }
+    list->height = height;
+    list->width = width;
+    draw_all(list);
+    screen_present();
+}
+
+void widget_list_feed(const char *bytes, int length, WidgetList *list)
+{
+    if (list_empty(&list->widgets)) {
+        return;
+    }
+    Widget *widget;
+    list_for_each_entry (widget, &list->widgets, list) {
+        if (widget->feed != nullptr) {
+            widget->feed(bytes, length, widget);
+        }
+    }
+    list->unshown += length;
+    if (!list->pause.pending) {
+        show_port_output(list);
+    }
+}
+
+void widget_list_input(const char *bytes, int length, WidgetList *list)
+{
+    if (list_empty(&list->widgets)) {
+        return;
+    }
+    Widget *top = list_first_entry(&list->widgets, Widget, list);
+    if (top->on_input != nullptr) {
+        top->on_input(bytes, length, list, top);
+    }
+    screen_present();
+}
+
+void widget_list_refresh(uloop_timeout *timer)
+{
+    WidgetList *list = container_of(timer, WidgetList, refresh);
+    if (list_empty(&list->widgets)) {
+        return;
+    }
+    Widget *widget;
+    list_for_each_entry (widget, &list->widgets, list) {
+        if (widget->tick != nullptr) {
+            widget->tick(widget);
+        }
+    }
+    draw_all(list);
+    uloop_timeout_set(&list->refresh, WIDGET_REFRESH_MS);
+    screen_present();
+}
