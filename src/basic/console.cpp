@@ -1,0 +1,185 @@
+#include "basic/console.h"
+
+#include <fcntl.h>
+#include <initializer_list>
+#include <string.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "basic/escape.h"
+#include "link/connection.h"
+
+ustream_fd stdout_stream;
+ustream_fd stdin_stream;
+ReadGate typed_input;
+
+namespace {
+
+// Typed bytes handled in one go before port output gets its turn.
+constexpr int32_t TYPED_TURN = 256 * 1024;
+
+termios saved_termios;
+bool raw_mode_entered;
+int saved_flags[2]; // of descriptors 0 and 1; -1 for a closed one
+ReadGate *script_output;
+uloop_timeout first_read;
+
+void ignore_data(ustream *, int) {}
+
+void set_raw_mode(int when)
+{
+    if (!raw_mode_entered) {
+        return;
+    }
+    termios raw = saved_termios;
+    raw.c_iflag &= ~static_cast<tcflag_t>(ICRNL | IXON);
+    raw.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+    raw.c_lflag &= ~static_cast<tcflag_t>(ISIG | ICANON | ECHO | IEXTEN);
+    raw.c_cc[VMIN] = 0;
+    raw.c_cc[VTIME] = 1;
+    tcsetattr(STDIN_FILENO, when, &raw);
+}
+
+void on_stdout_written(ustream *stream, int)
+{
+    if (stream->w.data_bytes > SHOWN_RESUME) {
+        return;
+    }
+    read_gate_release(zorvad.port_output, HOLD_SINK);
+    read_gate_release(typed_input, HOLD_ECHO);
+    if (script_output != nullptr) {
+        read_gate_release(*script_output, HOLD_SINK);
+    }
+}
+
+// Nobody reads what the client prints any more.
+void on_stdout_state(ustream *stream)
+{
+    if (stream->write_error) {
+        connection_quit(zorvad);
+    }
+}
+
+void basic_stdin_state_cb(ustream *stream)
+{
+    // A pipe whose writer has gone may show as an error; reading tells the end of input.
+    if (!stream->eof && stream->write_error) {
+        read_gate_poll(typed_input);
+    }
+    if (stream->eof) {
+        connection_quit(zorvad);
+    }
+}
+
+void on_port_drained()
+{
+    read_gate_release(typed_input, HOLD_SINK);
+}
+
+// A file, which the loop cannot watch, is read as soon as the loop runs.
+void read_unwatched_input(uloop_timeout *)
+{
+    if (!stdin_stream.fd.registered) {
+        read_gate_poll(typed_input);
+    }
+}
+
+void set_buffers(ustream &stream)
+{
+    stream.string_data = true;
+    stream.r.buffer_len = STREAM_BUFFER;
+    stream.w.buffer_len = STREAM_BUFFER;
+}
+
+} // namespace
+
+void basic_streams_init()
+{
+    saved_flags[0] = fcntl(STDIN_FILENO, F_GETFL);
+    saved_flags[1] = fcntl(STDOUT_FILENO, F_GETFL);
+
+    ustream &out = stdout_stream.stream;
+    out.notify_read = ignore_data;
+    out.notify_write = on_stdout_written;
+    out.notify_state = on_stdout_state;
+    set_buffers(out);
+    ustream_fd_init(&stdout_stream, STDOUT_FILENO);
+    ustream_set_read_blocked(&out, true);
+
+    ustream &in = stdin_stream.stream;
+    set_buffers(in);
+    in.notify_read = basic_stdin_read_cb;
+    in.notify_write = ignore_data;
+    in.notify_state = basic_stdin_state_cb;
+    ustream_fd_init(&stdin_stream, STDIN_FILENO);
+
+    read_gate_init(typed_input, stdin_stream, TYPED_TURN);
+    zorvad.on_port_drained = on_port_drained;
+    first_read.cb = read_unwatched_input;
+    uloop_timeout_set(&first_read, 0);
+}
+
+void basic_output_sink(const char *bytes, int32_t length)
+{
+    (void)ustream_write(&stdout_stream.stream, bytes, length, false); // see on_stdout_state
+    console_hold_when_full(zorvad.port_output);
+}
+
+void console_print(const char *text)
+{
+    (void)ustream_write(&stdout_stream.stream, text, static_cast<int>(strlen(text)), false);
+}
+
+bool console_is_stuck()
+{
+    return stdout_stream.stream.w.data_bytes > ANSWERS_LIMIT;
+}
+
+void basic_raw_mode()
+{
+    raw_mode_entered = tcgetattr(STDIN_FILENO, &saved_termios) == 0;
+    atexit(basic_restore_terminal);
+    set_raw_mode(TCSAFLUSH);
+}
+
+void basic_resume_terminal()
+{
+    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO}) {
+        if (saved_flags[descriptor] >= 0) {
+            fcntl(descriptor, F_SETFL, saved_flags[descriptor] | O_NONBLOCK);
+        }
+    }
+    set_raw_mode(TCSANOW); // keys typed meanwhile are meant for the port
+}
+
+void basic_restore_terminal()
+{
+    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO}) {
+        if (saved_flags[descriptor] >= 0) {
+            fcntl(descriptor, F_SETFL, saved_flags[descriptor]);
+        }
+    }
+    if (raw_mode_entered) {
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved_termios);
+    }
+}
+
+void console_hold_when_full(ReadGate &gate)
+{
+    if (stdout_stream.stream.w.data_bytes > SHOWN_LIMIT) {
+        read_gate_hold(gate, HOLD_SINK);
+    }
+}
+
+void console_set_script_output(ReadGate *gate)
+{
+    script_output = gate;
+}
+
+void console_stop_sources()
+{
+    read_gate_hold(typed_input, HOLD_END);
+    if (script_output != nullptr) {
+        read_gate_hold(*script_output, HOLD_END);
+    }
+}

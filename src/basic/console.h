@@ -1,0 +1,54 @@
+// The basic interface's terminal: the streams on standard input and output, raw mode, and what goes
+// back to how it was found at the end.
+#pragma once
+
+#include <stdint.h>
+
+#include "dep/ubox.h"
+#include "link/read_gate.h"
+
+// Everything the basic interface prints goes through it; never read.
+extern ustream_fd stdout_stream;
+extern ustream_fd stdin_stream;
+// When stdin_stream may read.
+extern ReadGate typed_input;
+
+// What may wait for the terminal before its sources are not read any more, and where they start
+// again.
+constexpr int SHOWN_LIMIT = 256 * 1024;
+constexpr int SHOWN_RESUME = 64 * 1024;
+// What may wait before keys are no longer answered with texts of the client's own. Beyond what the
+// port and a power script may leave waiting.
+constexpr int ANSWERS_LIMIT = 1024 * 1024;
+
+// Sets up both streams and takes over the keyboard. First of the basic interface's calls.
+void basic_streams_init();
+
+// Output sink of the basic interface: port output goes to standard output byte for byte.
+void basic_output_sink(const char *bytes, int32_t length);
+
+// Writes text to standard output; it may hold a reader of daemon or script output back.
+void console_print(const char *text);
+
+// True while the answers to keys would only pile up: the terminal takes nothing. The keyboard is
+// read all the same, so that there is a way out.
+bool console_is_stuck();
+
+// Puts standard input into raw mode and has basic_restore_terminal run at exit. Where standard
+// input is no terminal, nothing changes.
+void basic_raw_mode();
+
+// The exit handler: terminal settings and the descriptors' O_NONBLOCK flags as they were found.
+void basic_restore_terminal();
+
+// Raw mode again, after somebody else had the terminal.
+void basic_resume_terminal();
+
+// Tells that the source of gate feeds standard output: it is held while too much waits there.
+void console_hold_when_full(ReadGate &gate);
+
+// The read gate of the power script's output while a power menu is open, else null.
+void console_set_script_output(ReadGate *gate);
+
+// The session is over: no more keys and no more script output are read.
+void console_stop_sources();
