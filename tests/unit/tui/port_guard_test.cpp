@@ -1,0 +1,476 @@
+#include "tui/port_guard.h"
+
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "support/screen.h"
+#include "support/text.h"
+#include "tui/port_character.h"
+
+namespace {
+
+using std::string;
+using std::string_view;
+using support::Picture;
+using support::Screen;
+using support::utf8;
+using namespace std::string_literals;
+
+struct Emulator {
+    PortGuard guard = {};
+    VTerm *vt;
+    Screen screen;
+    std::list<std::vector<VTermScreenCell>> saved;
+    int titles = 0;
+
+    explicit Emulator(int rows = 6, int cols = 20);
+    Emulator(const Emulator &) = delete;
+    Emulator &operator=(const Emulator &) = delete;
+
+    Emulator &write(string_view bytes)
+    {
+        // Of exactly this size, so that the sanitizer sees a read beyond it.
+        const std::vector<char> exact(bytes.begin(), bytes.end());
+        port_guard_write(guard, vt, exact.data(), exact.size());
+        return *this;
+    }
+
+    Emulator &write_unguarded(string_view bytes)
+    {
+        vterm_input_write(vt, bytes.data(), bytes.size());
+        return *this;
+    }
+
+    Emulator &resize(int rows, int cols)
+    {
+        port_guard_set_size(guard, vt, rows, cols);
+        return *this;
+    }
+
+    string cursor() const
+    {
+        return std::to_string(screen.cursor_row()) + "," + std::to_string(screen.cursor_column());
+    }
+
+    string size() const
+    {
+        return std::to_string(screen.rows()) + "x" + std::to_string(screen.columns());
+    }
+
+    // As libvterm has it.
+    VTermScreenCell raw_cell(int row, int col) const
+    {
+        VTermScreenCell cell = {};
+        (void)vterm_screen_get_cell(vterm_obtain_screen(vt), {row, col}, &cell);
+        return cell;
+    }
+
+    // The rows without the blanks at their ends, separated by "|"; empty rows at the end left out.
+    string text() const
+    {
+        string all = screen.text();
+        std::replace(all.begin(), all.end(), '\n', '|');
+        all.erase(all.find_last_not_of('|') + 1);
+        return all;
+    }
+};
+
+void expect_same(const Emulator &expected, const Emulator &actual)
+{
+    const Picture wanted = expected.screen.picture();
+    const Picture shown = actual.screen.picture();
+    ASSERT_TRUE(wanted == shown) << support::compare(wanted, shown);
+    ASSERT_EQ(expected.titles, actual.titles);
+}
+
+int on_push_line(int cols, const VTermScreenCell *cells, void *user)
+{
+    static_cast<Emulator *>(user)->saved.emplace_front(cells, cells + cols);
+    return 1;
+}
+
+int on_pop_line(int cols, VTermScreenCell *cells, void *user)
+{
+    auto &saved = static_cast<Emulator *>(user)->saved;
+    if (saved.empty()) {
+        return 0;
+    }
+    port_guard_fill_line(cells, cols, saved.front().data(), static_cast<int>(saved.front().size()));
+    saved.pop_front();
+    return 1;
+}
+
+int on_property(VTermProp property, VTermValue *value, void *user)
+{
+    auto &emulator = *static_cast<Emulator *>(user);
+    emulator.titles += property == VTERM_PROP_TITLE;
+    if (property == VTERM_PROP_CURSORVISIBLE) {
+        emulator.screen.cursor_visible = value->boolean;
+    }
+    return 1;
+}
+
+constexpr VTermScreenCallbacks CALLBACKS = {
+    .settermprop = on_property, .sb_pushline = on_push_line, .sb_popline = on_pop_line};
+
+Emulator::Emulator(int rows, int cols) : vt(port_guard_new_vterm(rows, cols)), screen(vt)
+{
+    vterm_screen_set_callbacks(vterm_obtain_screen(vt), &CALLBACKS, this);
+}
+
+string many(int count, string_view text)
+{
+    string all;
+    for (int i = 0; i < count; i++) {
+        all += text;
+    }
+    return all;
+}
+
+// libvterm takes four bytes of stack for each byte that comes after the one it looks at.
+TEST(PortGuard, CutsLongChunks)
+{
+    EXPECT_EQ(Emulator().write("x" + string(4 << 20, '\0')).text(), "x");
+    const string wide = "漢\033[H";
+    EXPECT_EQ(Emulator(1, 2).write(many(1 << 19, wide)).text(), "漢");
+    EXPECT_EQ(Emulator(1, 2).write("\033]0;" + string(4 << 20, 't') + "\ax").text(), "x");
+}
+
+// Whatever the bytes and wherever they are cut: the screen is the one that the emulator alone makes
+// of them when they come in one piece.
+TEST(PortGuard, LeavesLegitimateOutputAlone)
+{
+    const string rows[] = {
+        "plain text\r\nand\ta tab\b\b\a!\013\014",
+        "\033[1;4mX\033[m\033[31;7mY\033[38;5;208mZ\033[38:2::1:2:3mQ\033[0m",
+        "\033[38;2;255;128;0;48;2;10;20;30;1;3;4;7;9mlong\033[m",
+        "\033[3;5Hx\033[A\033[2Cy\033[Gz\033[5dw\033[1;1fh\033[E1\033[2F2",
+        "one\r\ntwo\r\nthree\033[H\033[L\033[2;2H\033[P\033[@\033[X\033[3;1H\033[M\033[K",
+        "\033[2;4r\033[4;1Ha\nb\nc\033M\033[2;1H\033M\033[S\033[T\033[r",
+        "\033[?6h\033[2;5r\033[1;1Ho\033[?6l\033[1;1Hp",
+        "\033[?69h\033[3;9s\033[2;3Hmargin\033[2'}\033['~\033[?69l",
+        "\033[5;5Hsave\0337\033[7m\033[H\0338there\033[?1048h\033[H\033[?1048l.",
+        "main\033[?1049h\033[H\033[2Jalternate\033[?1049l back",
+        "\033(0lqqk\033(B box \033)0\016qx\017qx\033*A\033N#\033+0\033Oq",
+        "\033[?25lhidden\033[?25h\033[?5h\033[?5l\033[2 q\033[1\"qp\033[0\"qu\033[?2J",
+        "\033]0;a title\a\033]2;another; é\033\\\033]52;c;aGk=\atext",
+        "ab\033Pq#0;2;0;0;0#0~~@@vv\033\\cd\033P$qm\033\\ef",
+        "\033[12\r\n;3\bHin\033[1\030X\033[1\032Y\033[3\033[4mZ\033\033[mW",
+        "\033[1;\1770mnul\033[\0001md"s,
+        "\033=\033>\033#8\033#6wide\033#5\033D\033E\033H\033[g\033[3g\033[c\033[6n",
+        "\033[4hins\r12\033[4l\033[20h\nlf\033[20l\033[?7l" + many(30, "w") + "\033[?7h",
+        "\033[?2004h\033[?1000h\033[?1006h\033[>c\033[?25$p\033[!p\033[5i\033[22;0;0t",
+        "reset\033[1mme\033cdone",
+        "éß Ж ─€ 😀�",
+        "漢字か가 Ａ" + many(12, "漢"),
+        "e\u0301 o\u0308\u0323 ก\u0e34\u0e48x",
+        many(45, "scroll\r\n"),
+        many(3, "a line that is longer than the screen is wide\r\n"),
+    };
+    for (const string &bytes : rows) {
+        SCOPED_TRACE(testing::PrintToString(bytes));
+        Emulator expected;
+        expected.write_unguarded(bytes);
+        for (size_t cut = 0; cut < bytes.size(); cut++) {
+            const string_view all = bytes;
+            Emulator cut_once;
+            cut_once.write(all.substr(0, cut)).write(all.substr(cut));
+            SCOPED_TRACE("cut at " + std::to_string(cut));
+            expect_same(expected, cut_once);
+        }
+        Emulator bytewise;
+        for (const char byte : bytes) {
+            bytewise.write({&byte, 1});
+        }
+        expect_same(expected, bytewise);
+    }
+}
+
+struct Case {
+    string bytes;
+    string text;
+    string cursor;
+};
+
+// Each row whole and byte by byte.
+void expect_screens(const std::vector<Case> &rows)
+{
+    for (const Case &row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.bytes));
+        Emulator whole;
+        whole.write(row.bytes);
+        EXPECT_EQ(whole.text(), row.text);
+        EXPECT_EQ(whole.cursor(), row.cursor);
+        Emulator bytewise;
+        for (const char byte : row.bytes) {
+            bytewise.write({&byte, 1});
+        }
+        expect_same(whole, bytewise);
+    }
+}
+
+TEST(PortGuard, DropsControlSequencesWithTooManyArguments)
+{
+    expect_screens({
+        {"\033[" + many(15, ";") + "mok", "ok", "0,2"},
+        {"\033[" + many(16, ";") + "mok", "ok", "0,2"},
+        {"\033[" + many(16, ":") + "3Jok", "ok", "0,2"},
+        {"a\033[" + many(400, "1;") + "1Hb", "ab", "0,2"},
+        {"a\033[" + many(200, ";") + "\r\n" + many(200, "7;") + "1Hb", "a|b", "1,1"},
+        // The 8-bit introducer is no UTF-8, and as U+009B it prints nothing.
+        {"\x9b;;m", "�;;m", "0,4"},
+        {"\xc2\x9b;;m", ";;m", "0,3"},
+    });
+}
+
+TEST(PortGuard, TakesMalformedSequencesWhole)
+{
+    expect_screens({
+        {"a\033[1<2mb", "ab", "0,2"},
+        {"a\033[1 2mb", "ab", "0,2"},
+        {"a\033[??25hb", "ab", "0,2"},
+        {"a\033[1;éb", "aéb", "0,3"},
+        {"a\033éb", "aéb", "0,3"},
+        {"a\033[" + many(600, " ") + "qb", "ab", "0,2"},
+        {"a\033" + many(600, "(") + "Bb", "ab", "0,2"},
+        // The parser would take these for introducers.
+        {"a-\033-[5bb", "a-5bb", "0,5"},
+        {"a\033([" + many(40, ";") + "b", "a" + many(19, ";") + "|" + many(20, ";") + "|;b", "2,2"},
+        {"a\033]]0;x\033 )]b\033 (Pc", "abc", "0,3"},
+        // Too large for the parser's and the cursor's arithmetic, but numbers all the same.
+        {"\033[99999999999999999999;99999999999999999999Hx", "|||||" + many(19, " ") + "x", "5,19"},
+        {"\033[2147483647Bx\033[2147483647A\033[2147483648D\033[4294967295Xy", "y|||||x", "0,1"},
+        {"\033[000000000000000003;00000000000007Hx", "||      x", "2,7"},
+    });
+}
+
+TEST(PortGuard, SwallowsStringsThatDrawNothing)
+{
+    expect_screens({
+        {"a\033_ an application's\033\\b", "ab", "0,2"},
+        {"a\033^private\033\\b\033Xstart of\033\\c", "abc", "0,3"},
+        {"a\033P" + many(3000, "1") + "\033\\b", "ab", "0,2"},
+        {"a\033]0;" + many(3000, "title") + "\ab", "ab", "0,2"},
+        {"a\033]0;never ended\030b", "ab", "0,2"},
+        {"a\033]0;never ended\033[1;5Hb", "a   b", "0,5"},
+        {"a\033]0;lines\r\ngo on\ab", "a|b", "1,1"},
+        {"a\033]0;x\033\a\033\\b", "ab", "0,2"},
+    });
+    EXPECT_EQ(Emulator().write("\033]0;ti").resize(5, 5).write("tle\a").titles, 1);
+    EXPECT_EQ(Emulator().write("\033]0;" + many(3000, "t") + "\a").titles, 0);
+}
+
+TEST(PortGuard, RepeatsTheLastCharacter)
+{
+    expect_screens({
+        {"\033[5bx", "x", "0,1"},
+        {"\r\n\033[5b\033[mx", "|x", "1,1"},
+        {"-\033[4bx", "-----x", "0,6"},
+        {"-\033[bx", "--x", "0,3"},
+        {"-\033[0bx", "--x", "0,3"},
+        {"-\033[2;9bx", "---x", "0,4"},
+        {"ab\r\n\033[1m\033[2bx", "ab|bbx", "1,3"},
+        {"-\033[?3b\033[3 bx", "-x", "0,2"},
+        {"\033(0q\033[2b\033(B", "───", "0,3"},
+        {"─\033[2b", "───", "0,3"},
+        {"漢\033[2b", "漢漢漢", "0,6"},
+        {"e\u0301\033[2b", "e\u0301e\u0301e\u0301", "0,3"},
+        {"\xff\033[2b", "���", "0,3"},
+        // A mark alone has no width to move on by.
+        {"\u0301\033[5b\rx", "x", "0,1"},
+        // To the next line as if typed, and never more than a line's worth.
+        {"\033[1;19H-\033[3b", many(18, " ") + "--|--", "1,2"},
+        {"-\033[999999999b", many(20, "-") + "|-", "1,1"},
+    });
+}
+
+TEST(PortGuard, ShowsUtf8WhereverItIsCut)
+{
+    const string bad = "�";
+    expect_screens({
+        {"\xe2\x94x", bad + "x", "0,2"},
+        {"\xf0\x9f\x98\033[1mx", bad + "x", "0,2"},
+        {"\xc3\r\né", bad + "|é", "1,1"},
+        {"\xc3é", bad + "é", "0,2"},
+        {"\x80\xbf\xfe\xff", bad + bad + bad + bad, "0,4"},
+        // Overlong, surrogates, beyond Unicode and longer than Unicode needs: one each.
+        {"\xc0\x80.\xe0\x82\x80.\xf0\x8c\x80\x80.", bad + "." + bad + "." + bad + ".", "0,6"},
+        {"\xed\xa0\x80.\xf4\x90\x80\x80.\xf8\x88\x80\x80\x80.\xfc\x84\x80\x80\x80\x80.",
+         bad + "." + bad + "." + bad + "." + bad + ".", "0,8"},
+        // Controls of the second set, which would go off the screen on the left.
+        {"\xc2\x80\xc2\x85\xc2\x9f\033[K\033[J\033H\tx", "        x", "0,9"},
+    });
+    // What is missing is neither shown nor lost when the terminal is resized in between.
+    EXPECT_EQ(Emulator().write("a\xe2\x94").text(), "a");
+    EXPECT_EQ(Emulator().write("a\xe2\x94").resize(4, 10).write("\x80").text(), "a─");
+}
+
+TEST(PortGuard, BoundsTheMarksOfACharacter)
+{
+    const string voiced = "か" + many(12, "\u3099");
+    EXPECT_EQ(Emulator().resize(1, 2).write(voiced).text(), "か");
+    EXPECT_EQ(Emulator().write(voiced + "x").cursor(), "0,3");
+    const string mark = "\u0301";
+    for (const int chunk : {1, 2, 7, 4096}) {
+        Emulator emulator;
+        const string marks = "e" + many(5000, mark);
+        for (size_t at = 0; at < marks.size(); at += static_cast<size_t>(chunk)) {
+            emulator.write(marks.substr(at, static_cast<size_t>(chunk)));
+        }
+        EXPECT_EQ(emulator.text(), "e" + many(PORT_GUARD_MAX_MARKS, mark));
+        emulator.write("\033[2bo" + mark);
+        EXPECT_EQ(emulator.text(), many(3, "e" + many(PORT_GUARD_MAX_MARKS, mark)) + "o" + mark);
+    }
+}
+
+void *count_and_allocate(size_t size, void *count)
+{
+    ++*static_cast<int *>(count);
+    return calloc(1, size);
+}
+
+void release(void *memory, void *)
+{
+    free(memory);
+}
+
+TEST(PortGuard, KeepsTheEmulatorFromGrowing)
+{
+    int allocations = 0;
+    VTermAllocatorFunctions functions = {count_and_allocate, release};
+    PortGuard guard = {};
+    VTerm *vt = vterm_new_with_allocator(6, 20, &functions, &allocations);
+    vterm_screen_reset(vterm_obtain_screen(vt), 1);
+    vterm_set_utf8(vt, 1);
+    allocations = 0;
+    for (const string &bytes : {"e" + many(1000, "\u0301"), "\r" + many(1000, "\u0301\a"),
+                                many(1000, "\033[H\u0301"), "\033]0;" + many(1000, "title")}) {
+        port_guard_write(guard, vt, bytes.data(), bytes.size());
+    }
+    EXPECT_EQ(allocations, 0);
+    vterm_free(vt);
+}
+
+// Every character that the emulator merges with the one before it must be known for one, and be
+// dropped when it would make that one wider.
+TEST(PortGuard, KnowsTheEmulatorsMarks)
+{
+    Emulator emulator;
+    for (uint32_t code_point = 0xa0; code_point < 0xe0200; code_point++) {
+        if (code_point == 0xd800) {
+            code_point = 0xe000; // past the surrogates
+        } else if (code_point == 0x30000) {
+            code_point = 0xe0000; // past the planes that hold nothing
+        }
+        const string character = utf8(code_point);
+        emulator.write_unguarded("\ré" + character);
+        const bool merged = emulator.raw_cell(0, 0).chars[1] == code_point;
+        const bool widens = merged && emulator.cursor() != "0,1";
+        ASSERT_EQ(port_judge_character(character.data(), static_cast<int>(character.size()), 0),
+                  widens   ? PortVerdict::DROP
+                  : merged ? PortVerdict::MARK
+                           : PortVerdict::PASS)
+            << std::hex << code_point;
+    }
+}
+
+TEST(PortGuard, KeepsSizesWithinLimits)
+{
+    const struct {
+        int rows, cols;
+        const char *size;
+    } rows[] = {{24, 80, "24x80"},
+                {1, 1, "1x2"},
+                {0, 0, "1x2"},
+                {-1, -7, "1x2"},
+                {1, 200, "1x200"},
+                {200, 1, "200x2"},
+                {65535, 65535, "1024x2048"},
+                {INT32_MIN, INT32_MAX, "1x2048"}};
+    const string wide = many(5, "漢");
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.size);
+        EXPECT_EQ(Emulator(row.rows, row.cols).write(wide).size(), row.size);
+        EXPECT_EQ(Emulator().resize(row.rows, row.cols).write(wide).size(), row.size);
+    }
+}
+
+TEST(PortGuard, ShrinksSafely)
+{
+    const string full = many(23, "line\r\n") + "last";
+    const struct {
+        const char *name;
+        string before;
+        string after;
+        string text;
+        string cursor;
+    } rows[] = {
+        {"region below the new size", "\033[15;23r\033[23;1H", "\n\n\033M\033[Lx", "||||||||x",
+         "8,1"},
+        {"region and cursor kept", "\033[15;23r\033[3;4H", "x", "||   x", "2,4"},
+        {"side margins beyond the new size", "\033[?69h\033[50;60s\033[2;3H", "x\n\033[@y",
+         "|  x|   y", "2,4"},
+        {"origin mode", "\033[?6h\033[15;23r\033[23;5H", "x\033[1;1Hy", "y|||||||||    x", "0,1"},
+        {"full screen, cursor at its top", full + "\033[H", "x\033[K",
+         "x" + many(8, "|line") + "|last", "0,1"},
+        {"full screen, cursor at its end", full, "x", many(9, "line|") + "lastx", "9,5"},
+        {"saved cursor beyond the new size", "\033[23;70H\0337\033[H", "\0338xy\n",
+         many(7, "|") + many(19, " ") + "x|y", "9,1"},
+        {"saved with the alternate screen", "\033[23;70H\033[?1049h\033[2J\033[H", "\033[?1049lx",
+         many(9, "|") + many(19, " ") + "x", "9,19"},
+        {"within a sequence", "ab\033[1", ";1Hx", "xb", "0,1"},
+        {"unended string", "a\033]0;ti", "tle\ab", "ab", "0,2"},
+        {"blank cursor line kept", "\033[2;20r" + many(30, "\n") + "\033[24;1H", "$ ",
+         many(9, "|") + "$", "9,2"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        Emulator emulator(24, 80);
+        emulator.write(row.before).resize(10, 20).write(row.after);
+        EXPECT_EQ(emulator.text(), row.text);
+        EXPECT_EQ(emulator.cursor(), row.cursor);
+    }
+}
+
+TEST(PortGuard, ShrinkingKeepsAttributesAndPendingWrap)
+{
+    Emulator emulator(24, 20);
+    emulator.write("\033[1;7m" + many(20, "x")).resize(10, 20).write("y");
+    EXPECT_EQ(emulator.text(), many(20, "x") + "|y");
+    EXPECT_TRUE(emulator.screen.cell(1, 0).bold);
+    EXPECT_TRUE(emulator.screen.cell(1, 0).reverse);
+}
+
+// The client often comes to a port on which a full-screen program already runs.
+TEST(PortGuard, RestoresACursorThatWasNeverSaved)
+{
+    for (const char *restore : {"\0338", "\033[?1049l", "\033[?1048l"}) {
+        Emulator emulator;
+        emulator.write("text"s + restore + "x");
+        EXPECT_TRUE(emulator.screen.cursor_visible) << restore + 1;
+        EXPECT_EQ(emulator.cursor(), "0,1") << restore + 1;
+    }
+}
+
+TEST(PortGuard, GivesSavedLinesBack)
+{
+    const string wide = many(10, "漢");
+    Emulator emulator(3, 20);
+    emulator.write("narrow\r\n" + wide + "\r\n1\r\n2\r\n3");
+    emulator.resize(3, 7).resize(5, 7);
+    EXPECT_EQ(emulator.text(), "narrow|漢漢漢|1|2|3");
+    EXPECT_EQ(emulator.raw_cell(1, 6).width, 1);
+    EXPECT_EQ(emulator.raw_cell(1, 6).chars[0], 0U);
+    emulator.write("\r\n4\r\n5").resize(5, 20).resize(7, 20);
+    EXPECT_EQ(emulator.text(), "narrow|漢漢漢|1|2|3|4|5");
+    EXPECT_EQ(emulator.raw_cell(1, 19).width, 1);
+}
+
+} // namespace
