@@ -1,0 +1,274 @@
+#include "tui/input.h"
+
+#include <string.h>
+
+#include "basic/escape.h"
+#include "basic/help.h"
+#include "basic/sessions.h"
+#include "dep/termbox.h"
+#include "link/connection.h"
+#include "link/owned.h"
+#include "tui/popup.h"
+#include "tui/port_history.h"
+#include "tui/termbox.h"
+#include "tui/widget/widget_list.h"
+
+namespace {
+
+// Events handled in one go before port output gets its turn.
+constexpr int EVENTS_A_TURN = 4096;
+
+uloop_fd terminal_watch;
+uloop_fd resize_watch;
+bool watching;
+bool paused; // the port takes no more
+uloop_timeout next_turn;
+
+// Keys for the terminal widget, gathered so that a paste is not written byte by byte.
+struct Gathered {
+    char bytes[4096];
+    size_t length;
+};
+Gathered gathered;
+
+void deliver_gathered()
+{
+    if (gathered.length == 0) {
+        return;
+    }
+    const size_t length = gathered.length;
+    gathered.length = 0;
+    gathered.bytes[length] = '\0';
+    widget_list_input(gathered.bytes, static_cast<int>(length), widget_list);
+}
+
+bool terminal_widget_is_top()
+{
+    return !list_empty(&widget_list->widgets) &&
+           list_first_entry(&widget_list->widgets, Widget, list)->kind == LAYOUT_TERMINAL;
+}
+
+// Forwards one key; anything but the terminal widget gets its keys one by one.
+void forward(const char *bytes, size_t length)
+{
+    if (gathered.length + length >= sizeof gathered.bytes) {
+        deliver_gathered();
+    }
+    memcpy(gathered.bytes + gathered.length, bytes, length);
+    gathered.length += length;
+    if (!terminal_widget_is_top()) {
+        deliver_gathered();
+    }
+}
+
+// A byte that is no character of its own stands for no key, whatever termbox2 made of it.
+bool is_stray_byte(const KeyBytes &key)
+{
+    return key.length == 1 && static_cast<unsigned char>(key.bytes[0]) >= 0x80;
+}
+
+// A character counts with its whole code point; control keys come without one.
+bool is_escape(const tb_event &event)
+{
+    return (event.ch != 0 ? event.ch : event.key) == zorvad.escape_char;
+}
+
+void open_widget(Widget *widget)
+{
+    if (widget != nullptr) {
+        widget_list_add(widget_list, widget);
+    }
+}
+
+void open_help()
+{
+    const int width = widget_list->width;
+    const int height = widget_list->height;
+    const Text text(help_text());
+    if (text) {
+        open_widget(popup_new(text.get(), width / 4, height / 4, 3 * (width / 4), 3 * (height / 4),
+                              nullptr));
+    }
+}
+
+void list_sessions()
+{
+    if (may_manage_sessions()) {
+        send_list_sessions();
+        return;
+    }
+    const int width = widget_list->width;
+    const int height = widget_list->height;
+    open_widget(popup_new(no_permission_text, width / 4, height / 4, 3 * (width / 4),
+                          2 * (height / 4), nullptr));
+}
+
+void open_history()
+{
+    const int height = widget_list->height;
+    open_widget(port_history_new(&zorvad, 0, height / 8, widget_list->width, 7 * (height / 8)));
+}
+
+// Returns false for a key that is no command.
+bool run_command(uint32_t key)
+{
+    switch (key) {
+    case 'q':
+        connection_quit(zorvad);
+        return true;
+    case 'b':
+        send_break();
+        return true;
+    case 'd':
+        list_sessions();
+        return true;
+    case 's':
+        open_history();
+        return true;
+    case '?':
+        open_help();
+        return true;
+    default:
+        return false;
+    }
+}
+
+void handle_key(const tb_event &event, const KeyBytes &key)
+{
+    const bool stray = is_stray_byte(key);
+    const bool escape = !stray && is_escape(event);
+    if (escape && !escape_pending) {
+        escape_pending = 1;
+        return;
+    }
+    if (escape_pending && !escape && !stray) {
+        deliver_gathered(); // what was typed before the command goes out before it
+        escape_pending = 0;
+        if (run_command(event.ch)) {
+            return;
+        }
+    }
+    escape_pending = 0;
+    forward(key.bytes, key.length);
+}
+
+void handle_event(const tb_event &event, const KeyBytes &key)
+{
+    switch (event.type) {
+    case TB_EVENT_RESIZE:
+        deliver_gathered();
+        widget_list_resize(widget_list, tb_height(), tb_width());
+        break;
+    case TB_EVENT_KEY:
+        handle_key(event, key);
+        break;
+    default:
+        break;
+    }
+}
+
+// While the terminal is not read, its watch only tells of more input, once, and of a hang-up.
+void pause_reading(bool pause)
+{
+    paused = pause;
+    const unsigned int flags = ULOOP_READ | ULOOP_BLOCKING;
+    (void)uloop_fd_add(&terminal_watch, pause ? flags | ULOOP_EDGE_TRIGGER : flags);
+}
+
+// Handles every complete event that termbox2 holds or can read, up to a turn's share.
+void handle_events()
+{
+    int events = 0;
+    tb_event event;
+    KeyBytes key;
+    while (!zorvad.quit && !port_is_stuck(zorvad) && events < EVENTS_A_TURN &&
+           tui_next_event(&event, &key)) {
+        handle_event(event, key);
+        events++;
+    }
+    deliver_gathered();
+    if (zorvad.quit) {
+        tui_input_stop(); // keys that nobody reads would keep the loop busy until the end
+        return;
+    }
+    if (port_is_stuck(zorvad)) {
+        if (!paused) {
+            pause_reading(true); // doing it again would have the watch tell again at once
+        }
+    } else if (events == EVENTS_A_TURN) {
+        uloop_timeout_set(&next_turn, 0); // no descriptor tells of bytes that termbox2 holds
+    }
+}
+
+void on_next_turn(uloop_timeout *)
+{
+    handle_events();
+}
+
+void on_port_drained()
+{
+    if (paused && watching) {
+        pause_reading(false);
+        uloop_timeout_set(&next_turn, 0);
+    }
+}
+
+} // namespace
+
+int tui_input_start()
+{
+    terminal_watch.cb = tui_input_cb;
+    resize_watch.cb = tui_input_cb;
+    next_turn.cb = on_next_turn;
+    zorvad.on_port_drained = on_port_drained;
+    if (tb_get_fds(&terminal_watch.fd, &resize_watch.fd) != TB_OK) {
+        return -1;
+    }
+    watching = true;
+    paused = false;
+    if (uloop_fd_add(&terminal_watch, ULOOP_READ | ULOOP_BLOCKING) != 0 ||
+        uloop_fd_add(&resize_watch, ULOOP_READ | ULOOP_BLOCKING) != 0) {
+        tui_input_stop();
+        return -1;
+    }
+    return 0;
+}
+
+void tui_input_stop()
+{
+    watching = false;
+    uloop_timeout_cancel(&next_turn);
+    uloop_fd_delete(&terminal_watch);
+    uloop_fd_delete(&resize_watch);
+}
+
+void tui_input_finish()
+{
+    if (watching) {
+        handle_events();
+        tui_input_stop();
+    }
+}
+
+int tui_terminal_descriptor()
+{
+    return watching ? terminal_watch.fd : -1;
+}
+
+void tui_input_cb(uloop_fd *fd, unsigned int)
+{
+    if (tb_width() < 0) {
+        return;
+    }
+    const bool gone = fd->eof || fd->error; // pausing forgets it
+    handle_events();
+    if (gone) {
+        connection_quit(zorvad);
+    }
+}
+
+void tui_raw_input(const char *bytes, int length)
+{
+    deliver_gathered();
+    widget_list_input(bytes, length, widget_list);
+}

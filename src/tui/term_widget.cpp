@@ -1,0 +1,281 @@
+#include "tui/term_widget.h"
+
+#include <algorithm>
+#include <stdlib.h>
+#include <string.h>
+
+#include "dep/termbox.h"
+#include "link/owned.h"
+#include "text/width.h"
+#include "tui/screen.h"
+#include "tui/scrollback.h"
+#include "tui/widget/layout.h"
+
+namespace {
+
+TermContext *context_of(Widget *widget)
+{
+    return static_cast<TermContext *>(widget->priv);
+}
+
+uint16_t foreground(const TermContext &context, const VTermScreenCellAttrs &attributes)
+{
+    unsigned int fg = context.fg;
+    fg |= attributes.bold ? TB_BOLD : 0U;
+    fg |= attributes.blink ? TB_BLINK : 0U;
+    fg |= attributes.italic ? TB_ITALIC : 0U;
+    fg |= attributes.underline ? TB_UNDERLINE : 0U;
+    fg |= attributes.reverse ? TB_REVERSE : 0U;
+    return static_cast<uint16_t>(fg);
+}
+
+// A blank cell holds no character, and the cell behind a wide character holds none of its own.
+// libvterm leaves a wide character whose second half was overwritten, with a width of 1: shown, it
+// would hide what took that place.
+uint32_t shown_character(const VTermScreenCell &cell)
+{
+    const uint32_t character = cell.chars[0];
+    if (character == 0 || character == UINT32_MAX ||
+        (cell.width == 1 && character_width(character) == 2)) {
+        return ' ';
+    }
+    return character;
+}
+
+void paint_row(Widget *widget, int row, int first, int end)
+{
+    TermContext *context = context_of(widget);
+    const VTermScreen *screen = vterm_obtain_screen(context->vt);
+    for (int column = first; column < end; column++) {
+        VTermScreenCell cell = {};
+        (void)vterm_screen_get_cell(screen, {row, column}, &cell); // outside it: a blank
+        tb_set_cell(widget->x0 + column, widget->y0 + row, shown_character(cell),
+                    foreground(*context, cell.attrs), context->bg);
+    }
+}
+
+void paint(Widget *widget, const Rectangle &place)
+{
+    for (int row = place.y0; row < place.y1; row++) {
+        paint_row(widget, row, place.x0, place.x1);
+    }
+}
+
+// libvterm reports every cell, and the whole screen for each line that scrolls: the damage is noted
+// and painted when the screen is shown next.
+int on_damage_noted(VTermRect rectangle, void *user)
+{
+    Widget *widget = static_cast<Widget *>(user);
+    TermContext *context = context_of(widget);
+    if (context->damage == nullptr) {
+        paint(widget,
+              {rectangle.start_col, rectangle.start_row, rectangle.end_col, rectangle.end_row});
+        return 1;
+    }
+    const int end_row = std::min(rectangle.end_row, context->damage_rows);
+    for (int row = std::max(rectangle.start_row, 0); row < end_row; row++) {
+        RowDamage &damage = context->damage[row];
+        damage.first = std::min(damage.first, rectangle.start_col);
+        damage.end = std::max(damage.end, rectangle.end_col);
+    }
+    return 1;
+}
+
+void clear_damage(TermContext &context)
+{
+    for (int row = 0; row < context.damage_rows; row++) {
+        context.damage[row] = {INT32_MAX, 0};
+    }
+}
+
+void show_cursor(Widget *widget)
+{
+    const TermContext &context = *context_of(widget);
+    if (context.cursor_shown) {
+        screen_set_cursor(widget->x0 + context.cursor.col, widget->y0 + context.cursor.row);
+    } else {
+        screen_hide_cursor();
+    }
+}
+
+void paint_damage(Widget *widget)
+{
+    TermContext *context = context_of(widget);
+    for (int row = 0; row < context->damage_rows; row++) {
+        const RowDamage &damage = context->damage[row];
+        if (damage.first < damage.end) {
+            // With the cell before it, which may be the first half of a wide character.
+            paint_row(widget, row, std::max(damage.first - 1, 0), damage.end);
+        }
+    }
+    clear_damage(*context);
+    show_cursor(widget);
+}
+
+void note_damage_of(TermContext &context, int rows)
+{
+    free(context.damage);
+    context.damage = static_cast<RowDamage *>(
+        calloc(static_cast<size_t>(std::max(rows, 1)), sizeof *context.damage));
+    context.damage_rows = context.damage != nullptr ? rows : 0;
+    clear_damage(context);
+}
+
+int on_moverect(VTermRect, VTermRect, void *)
+{
+    return 0; // damages the destination instead
+}
+
+int on_movecursor(VTermPos position, VTermPos, int visible, void *user)
+{
+    TermContext *context = context_of(static_cast<Widget *>(user));
+    context->cursor = position;
+    context->cursor_shown = visible != 0;
+    return 1;
+}
+
+int on_settermprop(VTermProp property, VTermValue *value, void *user)
+{
+    if (property != VTERM_PROP_CURSORVISIBLE) {
+        ulog(LOG_INFO, "not setting prop");
+    } else if (!value->boolean) {
+        context_of(static_cast<Widget *>(user))->cursor_shown = false;
+    }
+    return 1;
+}
+
+int on_bell(void *)
+{
+    return 1;
+}
+
+int on_resize(int, int, void *)
+{
+    return 1;
+}
+
+int on_pushline(int cols, const VTermScreenCell *cells, void *user)
+{
+    TermContext *context = context_of(static_cast<Widget *>(user));
+    return scrollback_push(context->scrollback, context->scrollback_count, cols, cells);
+}
+
+int on_popline(int cols, VTermScreenCell *cells, void *user)
+{
+    TermContext *context = context_of(static_cast<Widget *>(user));
+    return scrollback_pop(context->scrollback, context->scrollback_count, cols, cells);
+}
+
+void term_feed(const char *bytes, int length, Widget *widget)
+{
+    TermContext *context = context_of(widget);
+    port_guard_write(context->guard, context->vt, bytes, static_cast<size_t>(length));
+}
+
+void term_on_input(const char *bytes, int length, WidgetList *, Widget *widget)
+{
+    ustream &port = context_of(widget)->conn->data_stream.stream;
+    (void)ustream_write(&port, bytes, length, false); // a port that is gone ends the session
+}
+
+void term_resize(int x0, int y0, int x1, int y1, Widget *widget)
+{
+    TermContext *context = context_of(widget);
+    set_widget_rectangle(*widget, {x0, y0, x1, y1});
+    note_damage_of(*context, y1 - y0);
+    port_guard_set_size(context->guard, context->vt, y1 - y0, x1 - x0);
+    vterm_screen_flush_damage(vterm_obtain_screen(context->vt));
+    clear_damage(*context);
+    paint(widget, widget_rectangle(*widget)); // nothing of the old picture stays
+    show_cursor(widget);
+}
+
+void term_on_damage(int x0, int y0, int x1, int y1, Widget *widget)
+{
+    // One column more on the left: a wide character there was cut by what is gone now.
+    const Rectangle bare = {x0 - 1, y0, x1, y1};
+    const Rectangle place = widget_rectangle(*widget);
+    if (overlaps(place, bare)) {
+        paint(widget, intersection(place, bare));
+    }
+}
+
+void term_destroy(Widget *widget)
+{
+    TermContext *context = context_of(widget);
+    if (context->vt != nullptr) {
+        vterm_free(context->vt);
+    }
+    scrollback_free(context->scrollback, context->scrollback_count);
+    free(context->damage);
+    free(context);
+}
+
+void fill_widget(Widget &widget, TermContext *context, const Rectangle &place)
+{
+    widget.kind = LAYOUT_TERMINAL;
+    widget.priv = context;
+    widget.on_damage = term_on_damage;
+    widget.draw = paint_damage;
+    widget.feed = term_feed;
+    widget.on_input = term_on_input;
+    widget.resize = term_resize;
+    widget.destroy = term_destroy;
+    set_widget_rectangle(widget, place);
+}
+
+void fill_context(TermContext &context, DaemonConnection *conn, int rows)
+{
+    context.conn = conn;
+    context.callbacks = {};
+    context.callbacks.damage = on_damage_noted;
+    context.callbacks.moverect = on_moverect;
+    context.callbacks.movecursor = on_movecursor;
+    context.callbacks.settermprop = on_settermprop;
+    context.callbacks.bell = on_bell;
+    context.callbacks.resize = on_resize;
+    context.callbacks.sb_pushline = on_pushline;
+    context.callbacks.sb_popline = on_popline;
+    INIT_LIST_HEAD(&context.scrollback);
+    context.fg = TB_WHITE;
+    context.bg = TB_DEFAULT;
+    note_damage_of(context, rows);
+}
+
+void start_emulator(Widget *widget, TermContext &context)
+{
+    VTermScreen *screen = vterm_obtain_screen(context.vt);
+    vterm_screen_enable_altscreen(screen, 1);
+    vterm_screen_reset(screen, 1);
+    vterm_screen_set_damage_merge(screen, VTERM_DAMAGE_CELL);
+    vterm_screen_set_callbacks(screen, &context.callbacks, widget);
+    vterm_set_utf8(context.vt, 1);
+}
+
+} // namespace
+
+Widget *term_widget_new(DaemonConnection *conn, int x0, int y0, int x1, int y1)
+{
+    Widget *widget = zalloc<Widget>();
+    if (widget == nullptr) {
+        ulog(LOG_ERR, "Could not allocate vterm widget structure\n");
+        return nullptr;
+    }
+    TermContext *context = zalloc<TermContext>();
+    if (context == nullptr) {
+        ulog(LOG_ERR, "Could not allocate vterm context structure\n");
+        free(widget);
+        return nullptr;
+    }
+    fill_widget(*widget, context, {x0, y0, x1, y1});
+    fill_context(*context, conn, y1 - y0);
+    context->vt = port_guard_new_vterm(y1 - y0, x1 - x0);
+    if (context->vt == nullptr) {
+        ulog(LOG_ERR, "Could not create terminal emulator\n");
+        term_destroy(widget);
+        free(widget);
+        return nullptr;
+    }
+    start_emulator(widget, *context);
+    return widget;
+}

@@ -1,0 +1,88 @@
+// The one unit that holds termbox2's implementation, and what needs its input buffer.
+
+#include "tui/termbox.h"
+
+#include <algorithm>
+#include <string.h>
+#include <string_view>
+#include <unistd.h>
+
+#include "text/printable.h"
+#include "tui/input.h"
+#include "tui/screen.h"
+
+namespace {
+
+// What the event being fetched may be made from: the first bytes that were left, then those read.
+KeyBytes front;
+size_t available; // how many bytes there are in all
+
+void add_available(const char *bytes, size_t count)
+{
+    const size_t copied = std::min(count, sizeof front.bytes - front.length);
+    memcpy(front.bytes + front.length, bytes, copied);
+    front.length += copied;
+    available += count;
+}
+
+// Stands for read() in termbox2.
+ssize_t observed_read(int descriptor, void *bytes, size_t count)
+{
+    const ssize_t length = read(descriptor, bytes, count);
+    if (length > 0 && descriptor == tui_terminal_descriptor()) {
+        add_available(static_cast<const char *>(bytes), static_cast<size_t>(length));
+    }
+    return length;
+}
+
+} // namespace
+
+#define TB_IMPL
+#define read observed_read
+#define write screen_write
+#include "dep/termbox.h"
+#undef read
+#undef write
+
+namespace {
+
+struct UnparsedInput {
+    char *bytes; // termbox2 leaves room for a NUL behind them
+    size_t length;
+};
+
+UnparsedInput unparsed_input()
+{
+    return {global.in.buf, global.in.len};
+}
+
+} // namespace
+
+bool tui_next_event(tb_event *event, KeyBytes *bytes)
+{
+    const UnparsedInput left = unparsed_input();
+    front.length = 0;
+    available = 0;
+    if (left.length > 0) {
+        add_available(left.bytes, left.length);
+    }
+    if (tb_peek_event(event, 0) != TB_OK) {
+        return false;
+    }
+    *bytes = front;
+    bytes->length = std::min(front.length, available - unparsed_input().length);
+    return true;
+}
+
+int tui_extract_hook(tb_event *event, size_t *consumed)
+{
+    const UnparsedInput input = unparsed_input();
+    const size_t length = input.length - incomplete_tail({input.bytes, input.length});
+    const char behind = input.bytes[length];
+    event->type = TUI_EVENT_RAW_INPUT;
+    input.bytes[length] = '\0';
+    tui_raw_input(input.bytes, static_cast<int>(length));
+    input.bytes[length] = behind;
+    *consumed = length;
+    return TB_OK;
+}

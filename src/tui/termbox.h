@@ -1,0 +1,25 @@
+// What joins the terminal UI to termbox2's insides: the hook for input that begins with an escape
+// byte, and events together with the bytes they were made from.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+struct tb_event;
+
+// Type of the event left by the hook: its input was delivered already.
+constexpr uint8_t TUI_EVENT_RAW_INPUT = 4;
+
+// The bytes behind one key event, as the terminal sent them. (termbox2 decodes bytes that are not
+// UTF-8 into something else.)
+struct KeyBytes {
+    char bytes[8];
+    size_t length;
+};
+
+// Fetches an event without waiting: true when there is one. bytes is filled for key events.
+[[nodiscard]] bool tui_next_event(tb_event *event, KeyBytes *bytes);
+
+// termbox2's extract-pre hook: hands all unparsed input to the top widget as it came, but for an
+// unfinished character at its end, and has termbox2 drop it.
+int tui_extract_hook(tb_event *event, size_t *consumed);

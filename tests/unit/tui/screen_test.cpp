@@ -1,0 +1,103 @@
+// The terminal under termbox2: its end and its next start.
+#include "tui/screen.h"
+
+#include <chrono>
+#include <string>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include "dep/termbox.h"
+#include "dep/ubox.h"
+#include "unit/support/back_buffer.h"
+#include "unit/support/connected.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+std::string shown_on(int terminal)
+{
+    std::string shown;
+    char bytes[4096];
+    pollfd readable = {terminal, POLLIN, 0};
+    while (poll(&readable, 1, 0) > 0 && readable.revents & POLLIN) {
+        const ssize_t length = read(terminal, bytes, sizeof bytes);
+        if (length <= 0) {
+            break;
+        }
+        shown.append(bytes, static_cast<size_t>(length));
+    }
+    return shown;
+}
+
+struct ScreenTest : testing::Test {
+    BackBuffer screen{80, 24};
+    std::string path = ptsname(screen.terminal);
+    int user_side = open(path.c_str(), O_RDWR | O_NOCTTY);
+
+    ~ScreenTest() override { close(user_side); }
+
+    void fill()
+    {
+        for (int y = 0; y < 24; y++) {
+            for (int x = 0; x < 80; x++) {
+                tb_set_cell(x, y, turn % 2 ? 'a' : 'b', static_cast<uintattr_t>(1 + x % 7), 0);
+            }
+        }
+        turn++;
+        screen_present();
+        (void)uloop_run_timeout(0);
+    }
+    int turn = 0;
+
+    // The pty takes no more, also not after the kernel has moved what it holds.
+    void stall()
+    {
+        fcntl(user_side, F_SETFL, O_NONBLOCK);
+        pollfd room = {user_side, POLLOUT, 0};
+        const std::string bytes(4096, 'x');
+        while (poll(&room, 1, 50) > 0) {
+            while (write(user_side, bytes.data(), bytes.size()) > 0) {
+            }
+        }
+    }
+};
+
+TEST_F(ScreenTest, TheCursorIsBackAfterTheTerminalWasGivenAway)
+{
+    screen_set_cursor(6, 2);
+    screen_stop();
+    ASSERT_EQ(screen_start(path.c_str()), TB_OK);
+    (void)shown_on(screen.terminal);
+    screen_present();
+    (void)uloop_run_timeout(0);
+    EXPECT_TRUE(shown_on(screen.terminal).ends_with("\x1b[?25h\x1b[3;7H"));
+}
+
+struct Timer {
+    uloop_timeout timeout;
+    bool fired;
+};
+
+TEST_F(ScreenTest, TheEndDoesNotRunTheLoopWhileItWaitsForAStalledTerminal)
+{
+    stall();
+    fill();
+    Timer timer = {};
+    timer.timeout.cb = [](uloop_timeout *due) { container_of(due, Timer, timeout)->fired = true; };
+    uloop_timeout_set(&timer.timeout, 0);
+    const auto begin = Clock::now();
+    screen_stop();
+    const auto took = Clock::now() - begin;
+    EXPECT_GE(took, milliseconds(900));
+    EXPECT_LT(took, milliseconds(1900));
+    EXPECT_FALSE(timer.fired);
+    uloop_timeout_cancel(&timer.timeout);
+    EXPECT_TRUE(shown_on(screen.terminal).ends_with("\x1b[?1000l"));
+}
+
+} // namespace

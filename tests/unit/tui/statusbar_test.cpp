@@ -1,0 +1,85 @@
+// What the end-to-end tests do not see of the status bar.
+#include "tui/statusbar.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tui/widget/widget_list.h"
+#include "unit/support/back_buffer.h"
+#include "unit/support/connected.h"
+
+namespace {
+
+struct Statusbar : testing::Test {
+    Connected daemon;
+    BackBuffer screen{100, 10};
+    WidgetList *list = widget_list_new(10, 100);
+    Widget *bar = statusbar_new(&zorvad, 0, 9, 100, 10);
+
+    Statusbar() { widget_list_add(list, bar); }
+    ~Statusbar() override { widget_list_free(list); }
+
+    // To the one request of two ticks.
+    void answer(const std::string &reply)
+    {
+        bar->tick(bar);
+        bar->tick(bar);
+        EXPECT_TRUE(daemon.expect_request(R"({"cmd":"PORT_INFO"})"));
+        EXPECT_EQ(zorvad.commands.next, zorvad.commands.prev);
+        daemon.reply(reply + " ");
+        EXPECT_TRUE(run_until([] { return list_empty(&zorvad.commands) != 0; }));
+    }
+};
+
+// 32 bits of seconds, whatever the session's length and the clock.
+TEST_F(Statusbar, CountsOnAfterTheClockWasSetAndForMoreThanALifetime)
+{
+    const struct {
+        int64_t ago;
+        const char *time;
+    } rows[] = {{INT32_MAX, "Time: 2147483647s |"},
+                {int64_t{INT32_MAX} + 1, "Time: -2147483648s |"},
+                {(int64_t{1} << 32) + 7, "Time: 7s |"},
+                {-86400, "Time: -86400s |"},
+                {INT64_MAX / 2, "Time: -1s |"}};
+    answer("{}");
+    for (const auto &row : rows) {
+        gettimeofday(&zorvad.connected_at, nullptr);
+        zorvad.connected_at.tv_sec -= row.ago;
+        bar->draw(bar);
+        EXPECT_NE(std::string::npos, screen.row(9).find(row.time)) << screen.row(9);
+    }
+}
+
+TEST_F(Statusbar, FollowsTheEscapeCharacterWhereItIsANumber)
+{
+    const struct {
+        const char *reply;
+        int escape;
+    } rows[] = {{R"({"escape":29})", 29},   {"{}", 29},
+                {R"({"escape":null})", 29}, {R"({"escape":"\u0001"})", 29},
+                {R"({"escape":258})", 2},   {R"({"escape":-1})", 255},
+                {R"({"escape":0})", 0}};
+    for (const auto &row : rows) {
+        answer(row.reply);
+        EXPECT_EQ(row.escape, zorvad.escape_char) << row.reply;
+    }
+}
+
+TEST_F(Statusbar, CutsAtTheWidthAndAtACharacter)
+{
+    answer(R"({"label":"é中x","users":"u","info":"i"})"); // 6 bytes from column 7 on
+    const struct {
+        size_t size;
+        const char *text;
+    } rows[] = {{2, ""},          {3, "L"},           {9, "Label: "},
+                {10, "Label: "},  {11, "Label: é"},   {12, "Label: é"},
+                {13, "Label: é"}, {14, "Label: é中"}, {15, "Label: é中x"}};
+    for (const auto &row : rows) {
+        std::string buffer(row.size, 'X');
+        EXPECT_STREQ(row.text, statusbar_format(bar, buffer.data(), row.size)) << row.size;
+    }
+}
+
+} // namespace

@@ -1,0 +1,79 @@
+#include "tui/term_widget.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tui/popup.h"
+#include "tui/scrollback.h"
+#include "tui/widget/widget_list.h"
+#include "unit/support/back_buffer.h"
+#include "unit/support/connected.h"
+
+namespace {
+
+struct TermWidget : testing::Test {
+    Connected daemon;
+    BackBuffer screen{80, 24};
+    WidgetList *list = widget_list_new(24, 80);
+    Widget *terminal = term_widget_new(&zorvad, 0, 0, 80, 23);
+    TermContext *context = static_cast<TermContext *>(terminal->priv);
+
+    TermWidget() { widget_list_add(list, terminal); }
+    ~TermWidget() override { widget_list_free(list); }
+
+    void feed(const std::string &bytes)
+    {
+        widget_list_feed(bytes.data(), static_cast<int>(bytes.size()), list);
+    }
+};
+
+TEST_F(TermWidget, SendsInputToThePortAsItIs)
+{
+    widget_list_input("\033[A\0x", 5, list);
+    EXPECT_EQ(std::string("\033[A\0x", 5), receive(daemon.data, 5));
+}
+
+TEST_F(TermWidget, ShowsThePortAgainWhereAPopupWas)
+{
+    for (int row = 1; row <= 23; row++) {
+        feed("\033[" + std::to_string(row) + ";1H\033[0;1m" + std::string(19, 'x') +
+             "\u4e2d\u4e2d\033[4myy");
+    }
+    const auto shown = [this] {
+        std::string rows;
+        for (int y = 0; y < 24; y++) {
+            rows += screen.row(y) + "\n";
+        }
+        return rows;
+    };
+    const std::string before = shown();
+    widget_list_add(list, popup_new("text", 20, 6, 60, 18, nullptr));
+    feed("\033[1;1Hz");
+    EXPECT_EQ(" ***", screen.text(19, 23, 6)); // the wide character does not reach into it
+    feed("\033[1;1H\033[0;1mx");
+    widget_list_input("k", 1, list);
+    EXPECT_EQ(before, shown());
+    EXPECT_TRUE(screen.has_colours(0, 20, 10, TB_WHITE | TB_BOLD, TB_DEFAULT));
+    EXPECT_TRUE(screen.has_colours(23, 25, 10, TB_WHITE | TB_BOLD | TB_UNDERLINE, TB_DEFAULT));
+}
+
+TEST_F(TermWidget, KeepsAThousandLines)
+{
+    for (int line = 0; line < TERM_SCROLLBACK_MAX + 100; line++) {
+        feed(std::to_string(line) + "\r\n");
+    }
+    EXPECT_EQ(TERM_SCROLLBACK_MAX, context->scrollback_count);
+    const ScrollbackLine *newest = list_first_entry(&context->scrollback, ScrollbackLine, list);
+    EXPECT_EQ(80, newest->cols);
+    EXPECT_EQ(uint32_t{'1'}, newest->cells[0].chars[0]);
+    terminal->resize(0, 0, 70, 23, terminal); // lines of another width take the place of old ones
+    feed("\r\n\r\n");
+    EXPECT_EQ(TERM_SCROLLBACK_MAX, context->scrollback_count);
+    terminal->resize(0, 0, 80, 40, terminal);
+    EXPECT_EQ(TERM_SCROLLBACK_MAX - 17, context->scrollback_count);
+    feed("\033[?1049h" + std::string(100, '\n'));
+    EXPECT_EQ(TERM_SCROLLBACK_MAX - 17, context->scrollback_count);
+}
+
+} // namespace

@@ -1,0 +1,137 @@
+#include "tui/widget/widget_list.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "link/owned.h"
+#include "tui/widget/layout.h"
+#include "unit/support/back_buffer.h"
+#include "unit/support/connected.h"
+
+namespace {
+
+// What the widgets were asked to do, in order: the widget's letter and the operation's.
+std::string calls;
+
+char letter(const Widget *widget)
+{
+    return *static_cast<const char *>(widget->priv);
+}
+
+void note(const Widget *widget, char operation)
+{
+    calls += letter(widget);
+    calls += operation;
+    calls += ' ';
+}
+
+Widget *make(const char *name, int32_t kind, Rectangle place)
+{
+    Widget *widget = zalloc<Widget>();
+    widget->priv = const_cast<char *>(name);
+    widget->kind = LayoutKind{kind};
+    widget->on_damage = [](int, int, int, int, Widget *self) { note(self, 'D'); };
+    widget->draw = [](Widget *self) { note(self, 'd'); };
+    widget->tick = [](Widget *self) { note(self, 't'); };
+    widget->feed = [](const char *, int, Widget *self) { note(self, 'f'); };
+    widget->on_input = [](const char *, int, WidgetList *, Widget *self) { note(self, 'i'); };
+    widget->resize = [](int x0, int y0, int x1, int y1, Widget *self) {
+        note(self, 'r');
+        set_widget_rectangle(*self, {x0, y0, x1, y1});
+    };
+    widget->destroy = [](Widget *self) { note(self, 'x'); };
+    set_widget_rectangle(*widget, place);
+    return widget;
+}
+
+struct Stack : testing::Test {
+    BackBuffer screen{80, 24};
+    WidgetList *list = widget_list_new(24, 80);
+    Widget *a = make("a", LAYOUT_STATUS, {0, 23, 80, 24});
+    Widget *b = make("b", LAYOUT_TERMINAL, {0, 0, 80, 23});
+    Widget *c = make("c", 4, {1, 1, 5, 5});
+
+    Stack()
+    {
+        for (Widget *widget : {a, b, c}) {
+            widget_list_add(list, widget);
+        }
+        calls.clear();
+    }
+    ~Stack() override { widget_list_free(list); }
+};
+
+TEST_F(Stack, PaintsFromTheBottomAndGivesInputToTheTop)
+{
+    widget_list_feed("x", 1, list);
+    EXPECT_EQ("cf bf af ad bd cd ", calls);
+    calls.clear();
+    widget_list_input("x", 1, list);
+    EXPECT_EQ("ci ", calls);
+    calls.clear();
+    widget_list_refresh(&list->refresh);
+    EXPECT_EQ("ct bt at ad bd cd ", calls);
+    EXPECT_TRUE(list->refresh.pending);
+}
+
+TEST_F(Stack, ShowsAFloodNowAndThenAndItsEnd)
+{
+    const std::string flood(16384, 'x');
+    widget_list_feed(flood.data(), static_cast<int>(flood.size()), list);
+    widget_list_feed("x", 1, list);
+    EXPECT_EQ("cf bf af ad bd cd cf bf af ", calls);
+    EXPECT_TRUE(run_until([this] { return !list->pause.pending; }));
+    EXPECT_EQ("cf bf af ad bd cd cf bf af ad bd cd ", calls);
+    calls.clear();
+    widget_list_feed("x", 1, list);
+    EXPECT_EQ("cf bf af ad bd cd ", calls);
+}
+
+TEST_F(Stack, EndsARemovalAndAResizeWithThePaintingInOrder)
+{
+    widget_list_resize(list, 30, 100);
+    EXPECT_EQ("br ar ad bd cd ", calls); // a kind that has no place stays where it is
+    EXPECT_EQ((Rectangle{0, 0, 100, 29}), widget_rectangle(*b));
+    EXPECT_EQ((Rectangle{1, 1, 5, 5}), widget_rectangle(*c));
+    EXPECT_EQ(30, list->height);
+    EXPECT_EQ(100, list->width);
+    calls.clear();
+    widget_list_remove(list, c);
+    EXPECT_EQ("cx bD aD ad bd ", calls);
+    calls.clear();
+    widget_list_input("x", 1, list);
+    EXPECT_EQ("bi ", calls);
+}
+
+TEST_F(Stack, SkipsWhatAWidgetDoesNotDo)
+{
+    Widget *bare = zalloc<Widget>();
+    bare->priv = const_cast<char *>("n");
+    bare->destroy = [](Widget *self) { note(self, 'x'); };
+    widget_list_add(list, bare);
+    widget_list_input("x", 1, list); // swallowed
+    widget_list_feed("x", 1, list);
+    widget_list_refresh(&list->refresh);
+    widget_list_resize(list, 24, 80);
+    EXPECT_EQ(std::string::npos, calls.find('i'));
+    widget_list_remove(list, bare);
+    EXPECT_NE(std::string::npos, calls.find("nx"));
+}
+
+TEST(EmptyStack, StopsItsRefresh)
+{
+    BackBuffer screen(80, 24);
+    WidgetList *list = widget_list_new(24, 80);
+    EXPECT_TRUE(list->refresh.pending);
+    uloop_timeout_cancel(&list->refresh);
+    widget_list_refresh(&list->refresh);
+    EXPECT_FALSE(list->refresh.pending);
+    widget_list_feed("x", 1, list);
+    widget_list_input("x", 1, list);
+    widget_list_resize(list, 1, 1);
+    EXPECT_EQ(24, list->height);
+    widget_list_free(list);
+}
+
+} // namespace
