@@ -1,0 +1,82 @@
+// Start-up, main loop, shutdown.
+
+#include <stdio.h>
+
+#include "basic/console.h"
+#include "basic/port_info.h"
+#include "dep/ubox.h"
+#include "link/command.h"
+#include "link/connection.h"
+#include "main/identity.h"
+#include "main/options.h"
+#include "main/session.h"
+#include "main/signals.h"
+#include "tui/start.h"
+
+namespace {
+
+void start_basic_interface()
+{
+    basic_streams_init();
+    zorvad.output_sink = basic_output_sink;
+    basic_raw_mode();
+    if (send_bare_command(zorvad, "PORT_INFO", nullptr, basic_port_info_reply) != 0) {
+        ulog(LOG_ERR, "Could not send port info command\n");
+    }
+}
+
+int start_event_loop()
+{
+    signals_prepare();
+    return uloop_init() == 0 && signals_watch() == 0 ? 0 : -1;
+}
+
+int run()
+{
+    if (start_event_loop() != 0) {
+        fprintf(stderr, "Could not start the event loop\n");
+        return -1;
+    }
+    if (daemon_connect(zorvad, options_port()) != 0) {
+        fprintf(stderr, "Could not connect to zorvad\n");
+        return -1;
+    }
+    announce_user();
+    if (!use_basic_interface && tui_start(zorvad) != 0) {
+        use_basic_interface = 1;
+    }
+    if (uloop_cancelled) {
+        signals_let_end(); // it was ended while it waited in the background for its terminal
+    }
+    if (use_basic_interface) {
+        start_basic_interface();
+    }
+    session_run();
+    signals_let_end();
+    session_flush();
+    if (!use_basic_interface) {
+        tui_stop();
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argument_count, char **arguments)
+{
+    CommandLine line = options_init();
+    ulog_open(ULOG_SYSLOG, LOG_DAEMON, "zorvad-client");
+    ulog_threshold(LOG_WARNING);
+    ulog(LOG_INFO, "zorvad-client intialising...");
+    if (line == CommandLine::RUN) {
+        line = options_parse(argument_count, arguments);
+    } else {
+        fprintf(stderr, "zorvad-client: out of memory\n");
+    }
+    int status = line == CommandLine::HELP ? 0 : -1;
+    if (line == CommandLine::RUN) {
+        status = run();
+    }
+    options_free();
+    return status;
+}

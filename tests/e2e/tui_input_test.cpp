@@ -1,0 +1,164 @@
+// What is typed in the terminal UI: port bytes, commands, pastes and slow links.
+#include "e2e/tui.h"
+
+using namespace support;
+using namespace std::string_literals;
+
+namespace {
+
+void send_chunks(Program &client, const std::vector<std::string> &chunks)
+{
+    for (const std::string &chunk : chunks) {
+        client.send(chunk);
+        client.wait_until_read();
+    }
+}
+
+std::string text_of(size_t size)
+{
+    const std::string words[] = {
+        "plain text ",    "\xc3\xa4\xd0\x96 ", "\xe4\xb8\xad\xe2\x82\xac", "\xf0\x9f\x98\x80", "\r",
+        "\t\x01\x02\x7f", "\x1b[A\x1bOP",      "\x1b[200~x\x1b[201~"};
+    std::string text;
+    for (size_t index = 0; text.size() < size; ++index) {
+        text += words[index * 5 % 8] + std::to_string(index);
+    }
+    return text;
+}
+
+} // namespace
+
+TEST(TuiInput, KeysToPortBytes)
+{
+    std::string controls;
+    for (int byte = 0; byte < 0x20; ++byte) {
+        if (byte != 5 && byte != 0x1b) {
+            controls += char(byte);
+        }
+    }
+    const struct {
+        std::vector<std::string> chunks;
+        std::string port;
+    } rows[] = {
+        {{"a", "B", " ", "~"}, "aB ~"},
+        {{"typed in one go"}, "typed in one go"},
+        {{controls + "\x7f"}, controls + "\x7f"},
+        {{"\5\5"}, "\5"},
+        {{"\5", "\5", "x"}, "\5x"},
+        {{"\5x"}, "x"},
+        {{"\5Q\5B\5S"}, "QBS"},
+        {{"\5p"}, "p"},
+        {{"\x1b"}, "\x1b"},
+        {{"\x1b[A"}, "\x1b[A"},
+        {{"\x1b[A\x1b[B\x1bOP\x1b[15~"}, "\x1b[A\x1b[B\x1bOP\x1b[15~"},
+        {{"\x1b[Aabc\5q"}, "\x1b[Aabc\5q"}, // one burst, led by an escape: handed on as it is
+        {{"k\x1b[A"}, "k\x1b[A"},
+        {{"\x1bx"}, "\x1bx"},
+        {{"\x1b", "[A"}, "\x1b[A"},
+        {{"\x1b", "[", "A", "q"}, "\x1b[Aq"},
+        {{"\x1b[1;", "5C"}, "\x1b[1;5C"},
+        {{"\xc3\xa4\xe4\xb8\xad\xf0\x9f\x98\x80"}, "\xc3\xa4\xe4\xb8\xad\xf0\x9f\x98\x80"},
+        {{"\xc3", "\xa4", "\xe4", "\xb8", "\xad", "x"}, "\xc3\xa4\xe4\xb8\xadx"},
+        {{"\xc4\x85\xd0\x85q"}, "\xc4\x85\xd0\x85q"}, // U+0105, U+0405: not the escape character
+        {{"\5\xc3\xa4q"}, "\xc3\xa4q"},
+        {{"\x1b[200~pasted \xe4\xb8\xad\x1b[201~"}, "\x1b[200~pasted \xe4\xb8\xad\x1b[201~"},
+    };
+    Tui tui;
+    tui.start();
+    std::string port;
+    for (const auto &row : rows) {
+        SCOPED_TRACE(visible(row.chunks[0]));
+        send_chunks(*tui.client, row.chunks);
+        port += row.port;
+        tui.daemon.expect_received(port);
+    }
+    EXPECT_EQ(0u, tui.daemon.command_count("BREAK"));
+    EXPECT_EQ(0, tui.quit());
+    tui.daemon.expect_received(port);
+}
+
+TEST(TuiInput, CommandsAndAnEscapeThatStaysPending)
+{
+    Tui tui;
+    tui.start();
+    send_chunks(*tui.client, {"a\5b", "c"});
+    tui.daemon.expect_received("ac");
+    tui.client->wait_until([&] { return tui.daemon.command_count("BREAK") == 1; }, "a break");
+    send_chunks(*tui.client, {"\5"});
+    tui.client->send("\x1b[A");
+    tui.daemon.expect_received("ac\x1b[A");
+    tui.client->send("q");
+    EXPECT_EQ(0, tui.client->wait_for_exit());
+    tui.daemon.expect_received("ac\x1b[A");
+}
+
+TEST(TuiInput, EscapeCharacterOfThePort)
+{
+    const struct {
+        int escape;
+        std::string name;
+        std::string typed, port, quit;
+    } rows[] = {
+        {29, "Ctrl-]", "\5q\x1d\x1dx", "\5q\x1dx", "\x1dq"},
+        {0, "",
+         "\1\5\x7f"
+         "ab\0\0c"s,
+         "\1\5\x7f"
+         "ab\0c"s,
+         "\0q"s},
+        {65, "A", "\1aAA\xc5\x81", "\1aA\xc5\x81", "Aq"}, // U+0141 ends in 0x41
+        {32, "SPACE", "a  b", "a b", " q"},
+        {233, "?", "\xe9x\xc3\xa9\xc3\xa9", "\xe9x\xc3\xa9", "\xc3\xa9q"}, // U+00E9
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.escape);
+        Tui tui;
+        tui.start({}, R"({"label":"lab","escape":)" + std::to_string(row.escape) + "}");
+        EXPECT_TRUE(tui.bar().ends_with("| " + row.name + " ? for help")) << tui.bar();
+        tui.client->send(row.typed);
+        tui.daemon.expect_received(row.port);
+        tui.client->send(row.quit);
+        EXPECT_EQ(0, tui.client->wait_for_exit());
+    }
+}
+
+TEST(TuiInput, ALargePasteArrivesWhole)
+{
+    const std::string text = text_of(1 << 20);
+    for (const char *head : {"", "\x1b[200~"}) {
+        Tui tui;
+        tui.start();
+        tui.client->send(head + text);
+        tui.daemon.expect_received(head + text);
+        EXPECT_EQ(0, tui.quit());
+    }
+}
+
+TEST(TuiInput, APasteIntoAPortThatDoesNotRead)
+{
+    Tui tui({.data_buffer = 4096});
+    tui.start();
+    tui.daemon.reading = false;
+    const std::string text(600'000, 'k');
+    tui.client->send(text);
+    tui.client->wait_until_taken();
+    tui.client->send("\5?"); // behind the paste, and dealt with
+    tui.client->wait_for_screen("Terminal Port Help");
+    tui.client->send("x");
+    tui.daemon.reading = true;
+    tui.daemon.expect_received(text);
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(TuiInput, WhatWasTypedBeforeQuittingReachesThePort)
+{
+    Tui tui({.data_buffer = 4096});
+    tui.start();
+    tui.daemon.reading = false;
+    const std::string text(300'000, 'k');
+    tui.client->send(text + "\5q");
+    tui.client->wait_until_taken();
+    tui.daemon.reading = true;
+    EXPECT_EQ(0, tui.client->wait_for_exit());
+    tui.daemon.expect_received(text);
+}

@@ -1,0 +1,297 @@
+// What the port prints, seen in the terminal UI: the same bytes are run through an emulator
+// directly and through the client, and both screens have to agree.
+#include "e2e/tui.h"
+
+#include <filesystem>
+
+using namespace support;
+
+namespace {
+
+std::string numbered_lines(int count)
+{
+    std::string text;
+    for (int line = 1; line <= count; ++line) {
+        text += "line " + std::to_string(line) + "\r\n";
+    }
+    return text;
+}
+
+// A screen as a full-screen program draws it, at any size.
+std::string form(int rows, int columns)
+{
+    std::string text = "\x1b[m\x1b[r\x1b[H\x1b[2J";
+    for (int row = 1; row <= rows; ++row) {
+        text += "\x1b[" + std::to_string(row) + ";1H\x1b[" + (row % 2 != 0 ? "7" : "0;1") + "m" +
+                std::to_string(row) + "\x1b[m";
+        text += "\x1b[" + std::to_string(row) + ";" + std::to_string(columns - 2) + "H<" +
+                std::to_string(row % 10);
+    }
+    return text + "\x1b[" + std::to_string((rows + 1) / 2) + ";2H";
+}
+
+const std::vector<std::pair<const char *, std::string>> SCRIPTS{
+    {"text and wrapping", "one\r\ntwo\b\bT\tthree\r\n" + std::string(200, 'w') + "\r\nend"},
+    {"attributes", "\x1b[1mbold\x1b[4munder\x1b[m\x1b[3mitalic\x1b[5mblink\x1b[m\x1b[7mreverse   "
+                   "\x1b[m\x1b[21mdouble\x1b[m\x1b[1;4;7;5;3mall\x1b[22;24mless\x1b[m plain"},
+    {"colours", "\x1b[31mred\x1b[44mon blue\x1b[38;5;200mindexed\x1b[48;2;1;2;3mrgb\x1b[0m done"},
+    {"cursor movement",
+     "\x1b[5;10Hfive\x1b[3A\x1b[2Bx\x1b[10Dy\x1b[20Cz\x1b[8Gg\x1b[12dd\x1b[s\x1b[H"
+     "home\x1b[u!\x1b"
+     "7\x1b[20;70Hfar\x1b"
+     "8?"},
+    {"erasing", numbered_lines(30) +
+                    "\x1b[5;3H\x1b[K\x1b[7;3H\x1b[1K\x1b[9H\x1b[2K\x1b[12;4H\x1b[J\x1b[2;"
+                    "3H\x1b[3X"},
+    {"inserting and deleting", numbered_lines(15) +
+                                   "\x1b[4;2H\x1b[3@abc\x1b[6H\x1b[2L\x1b[10H\x1b[3M\x1b["
+                                   "12;3H\x1b[2P\x1b[4h\x1b[13Hins\x1b[4l"},
+    {"scroll region", numbered_lines(20) +
+                          "\x1b[5;10r\x1b[10H\r\na\r\nb\r\nc\x1b[5H\x1bM\x1bMup\x1b[r\x1b["
+                          "20H\n\n\nlast"},
+    {"scrolling", numbered_lines(300) + "end"},
+    {"alternate screen", "before\r\n\x1b[?1049h\x1b[2J\x1b[5Hinside\x1b[?1049lafter"},
+    {"staying in the alternate screen", "before\r\n\x1b[?1049h\x1b[2J\x1b[5Hinside"},
+    {"hidden cursor", "text\x1b[?25l"},
+    {"cursor shown again", "text\x1b[?25l\r\nmore\x1b[?25h\x1b[5;5H"},
+    {"wide characters",
+     "\xe4\xb8\xad\xe6\x96\x87\xef\xbc\xa1 x\r\n\xe4\xb8\xad\xe6\x96\x87\x1b[2;2Hx\x1b[3;3H\xe4\xb8"
+     "\xad\x1b[3;3Hy\x1b[4;79H\xe4\xb8\xad\x1b[5;80H\xe4\xb8\xad!\x1b[7;1Habcd\x1b[7;2H"
+     "\xe6\x96\x87"},
+    {"other scripts", "\xc3\xa4\xc3\xb6\xc3\xbc\xc3\x9f \xd0\x96 \xce\xa9 \xe2\x82\xac "
+                      "\xe2\x94\x80\xe2\x94\x82\xe2\x96\x88 \xf0\x9f\x98\x80 end"},
+    {"line drawing", "\x1b(0lqqk\r\nx  x\r\nmqqj\x1b(B plain"},
+    {"repeated characters", "ab\x1b[10bc\xe2\x94\x80\x1b[20b"},
+    {"title and queries", "\x1b]0;a title\x07\x1b[6n\x1b[c\x1b[?1000hshown"},
+    {"tabs", "\x1b[3g\x1b[1;10H\x1bH\x1b[1;20H\x1bH\r\tA\tB\tC"},
+    {"bad bytes", "a\x80"
+                  "b\xff"
+                  "c\xc3("
+                  "d"},
+    {"the last corner", "\x1b[23;80HX\x1b[23;79HY"},
+};
+
+void feed_client(Tui &tui, const std::string &bytes)
+{
+    tui.daemon.send(bytes);
+    tui.daemon.wait_until_sent();
+}
+
+std::string recording(const std::string &name)
+{
+    return read_file(std::string(ZORVAD_RECORDINGS) + "/" + name);
+}
+
+} // namespace
+
+TEST(TuiScreen, ScriptsLookAsInAnEmulator)
+{
+    Tui tui;
+    tui.start();
+    for (const auto &[name, script] : SCRIPTS) {
+        SCOPED_TRACE(name);
+        Screen direct(23, 80);
+        feed_client(tui, "\x1b"
+                         "c\x1b[1;1H"); // all as at the start; the move shows the cursor
+        direct.feed(script);
+        feed_client(tui, script);
+        tui.expect_port_screen(direct, script.find("?25h") == std::string::npos);
+    }
+    EXPECT_EQ(0, tui.quit());
+    EXPECT_EQ("", tui.client->error_output() + tui.client->log());
+}
+
+TEST(TuiScreen, SplitAnywhereIsTheSame)
+{
+    Tui tui;
+    tui.start();
+    for (const size_t index : {1u, 5u, 12u, 13u}) {
+        const auto &[name, script] = SCRIPTS[index];
+        SCOPED_TRACE(name);
+        Screen direct(23, 80);
+        direct.feed(script);
+        feed_client(tui, "\x1b"
+                         "c\x1b[1;1H");
+        for (const char byte : script) {
+            feed_client(tui, std::string(1, byte));
+        }
+        tui.expect_port_screen(direct);
+    }
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(TuiScreen, EveryTerminalTypeShowsTheSame)
+{
+    for (const char *term : {"xterm", "screen-256color", "tmux-256color", "linux", "rxvt", "vt220",
+                             "vt100", "xterm-unheard-of"}) {
+        SCOPED_TRACE(term);
+        Tui tui;
+        tui.start({.environment = {{"TERM", term}}});
+        for (const size_t index : {0u, 6u, 12u}) {
+            Screen direct(23, 80);
+            direct.feed(SCRIPTS[index].second);
+            feed_client(tui, "\x1b"
+                             "c\x1b[1;1H" +
+                                 SCRIPTS[index].second);
+            tui.expect_port_screen(direct);
+        }
+        EXPECT_EQ(0, tui.quit());
+        EXPECT_EQ(std::string::npos, tui.client->output().find("$<")); // padding
+    }
+}
+
+TEST(TuiScreen, OneColourPair)
+{
+    Tui tui;
+    tui.start();
+    feed_client(tui, "\x1b[31;42mred\x1b[m\x1b[1;4;33mB\x1b[m\x1b[7mR");
+    Screen direct(23, 80);
+    direct.feed("red\x1b[1;4mB\x1b[m\x1b[7mR");
+    tui.expect_port_screen(direct);
+    EXPECT_EQ((Cell{.text = "r", .foreground = WHITE, .background = OWN}), tui.screen().cell(0, 0));
+    EXPECT_EQ((Cell{.text = "B", .bold = true, .underline = true, .foreground = WHITE}),
+              tui.screen().cell(0, 3));
+    EXPECT_EQ((Cell{.text = "R", .reverse = true, .foreground = WHITE}), tui.screen().cell(0, 4));
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(TuiScreen, ACombiningMarkLeavesItsCharacter)
+{
+    Tui tui;
+    tui.start();
+    feed_client(tui, "e\xcc\x81x");
+    tui.client->wait_for_screen("ex");
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(TuiScreen, TheHiddenCursorComesBackWithItsNextMove)
+{
+    Tui tui;
+    tui.start();
+    feed_client(tui, "abc\x1b[?25l");
+    tui.client->wait_until([&] { return !tui.screen().cursor_visible; }, "a hidden cursor");
+    feed_client(tui, "\x1b[?25h\x1b[4;7H");
+    tui.client->wait_until([&] { return tui.screen().cursor_visible; }, "a cursor");
+    EXPECT_EQ(3, tui.screen().cursor_row());
+    EXPECT_EQ(6, tui.screen().cursor_column());
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(TuiScreen, AfterAResizeAsIfDrawnAfresh)
+{
+    Tui tui;
+    tui.start();
+    for (const auto &[rows, columns] : std::vector<std::pair<int, int>>{
+             {10, 40}, {50, 132}, {24, 80}, {24, 40}, {12, 80}, {60, 200}, {5, 20}, {24, 80}}) {
+        SCOPED_TRACE(std::to_string(rows) + "x" + std::to_string(columns));
+        feed_client(tui, form(tui.screen().rows() - 1, tui.screen().columns()));
+        tui.resize(rows, columns);
+        Screen direct(rows - 1, columns);
+        direct.feed(form(rows - 1, columns));
+        feed_client(tui, form(rows - 1, columns));
+        tui.expect_port_screen(direct);
+        EXPECT_TRUE(tui.bar_is_drawn());
+    }
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(TuiScreen, AShrunkAndGrownScreenKeepsNothingOld)
+{
+    Tui tui;
+    tui.start();
+    feed_client(tui, numbered_lines(10) + "last");
+    tui.client->wait_for_screen("last");
+    for (const auto &[rows, columns] :
+         std::vector<std::pair<int, int>>{{24, 30}, {40, 30}, {40, 100}}) {
+        tui.resize(rows, columns);
+        Screen direct(rows - 1, columns);
+        direct.feed(numbered_lines(10) + "last");
+        tui.expect_port_screen(direct);
+    }
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(TuiScreen, RecordedProgramsWithAResizeInTheMiddle)
+{
+    for (const char *program : {"editor", "pager", "top", "menu", "boot"}) {
+        SCOPED_TRACE(program);
+        const std::string before = recording(std::string(program) + "-80x23");
+        const std::string after = recording(std::string(program) + "-100x29");
+        ASSERT_FALSE(before.empty());
+        ASSERT_FALSE(after.empty());
+        Tui tui;
+        tui.start();
+        Screen direct(23, 80);
+        direct.feed(before);
+        feed_client(tui, before);
+        tui.expect_port_screen(direct, false);
+        tui.resize(30, 100);
+        direct.resize(29, 100);
+        // The client shows a cursor that was hidden with its next move.
+        const std::string move = "\x1b[2;3H\x1b[6;7H";
+        direct.feed(after + move);
+        feed_client(tui, after + move);
+        tui.expect_port_screen(direct);
+        EXPECT_EQ(0, tui.quit());
+    }
+}
+
+TEST(TuiScreen, EverySizeIsBorne)
+{
+    for (const auto &[rows, columns] :
+         std::vector<std::pair<int, int>>{{0, 0}, {1, 1}, {1, 200}, {200, 1}, {2, 2}, {3, 3}}) {
+        SCOPED_TRACE(std::to_string(rows) + "x" + std::to_string(columns));
+        Tui tui;
+        tui.daemon.answer("PORT_INFO", TUI_PORT_INFO);
+        tui.daemon.answer("SCROLLBACK", "{}");
+        tui.launch({.rows = rows, .columns = columns});
+        tui.wait_for_refresh();
+        feed_client(tui, SCRIPTS[12].second + form(20, 70));
+        for (const char *command : {"\5?", "\5d", "\5s"}) {
+            tui.client->send(command);
+        }
+        tui.wait_for_refresh();
+        tui.client->send("\x1b");
+        tui.client->wait_until_read();
+        tui.resize(24, 80);
+        Screen direct(23, 80);
+        direct.feed("\x1b[2J\x1b[Hback");
+        tui.client->send("xy"); // closes the other two
+        feed_client(tui, "\x1b[m\x1b[2J\x1b[Hback");
+        tui.expect_port_screen(direct);
+        EXPECT_EQ(0, tui.quit());
+    }
+}
+
+TEST(TuiScreen, AStormOfResizesUnderAFlood)
+{
+    Tui tui;
+    tui.start();
+    std::string flood;
+    while (flood.size() < 3'000'000) {
+        for (const auto &[name, script] : SCRIPTS) {
+            flood += script;
+        }
+    }
+    tui.daemon.send(flood);
+    for (int step = 0; step < 3000; ++step) {
+        tui.client->resize(1 + step * 7 % 60, 1 + step * 13 % 150);
+        const size_t before = tui.daemon.unsent();
+        if (step % 10 == 0 && before > 0) {
+            tui.client->wait_until([&] { return tui.daemon.unsent() < before; }, "progress");
+        }
+    }
+    tui.daemon.wait_until_sent();
+    tui.expect_relay("");
+#ifndef ZORVAD_SANITIZED
+    EXPECT_LT(tui.client->status_value("VmHWM"), 24'000);
+#endif
+    tui.resize(24, 80);
+    Screen direct(23, 80);
+    direct.feed(form(23, 80));
+    feed_client(tui, "\x1b"
+                     "c" +
+                         form(23, 80));
+    tui.expect_port_screen(direct);
+    EXPECT_EQ(0, tui.quit());
+}

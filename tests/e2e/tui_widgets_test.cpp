@@ -1,0 +1,500 @@
+// The status bar, the popups and the port history as they look on the terminal.
+#include "e2e/tui.h"
+
+using namespace support;
+
+namespace {
+
+// The box of a popup: each text padded to the inner width between borders, and empty rows below.
+std::vector<std::string> box(int width, int height, const std::vector<std::string> &texts)
+{
+    std::vector<std::string> rows{std::string(size_t(width), '*')};
+    for (int row = 1; row < height - 1; ++row) {
+        std::string text = size_t(row) <= texts.size() ? texts[size_t(row) - 1] : "";
+        text.resize(size_t(width) - 2, ' ');
+        rows.push_back("*" + text + "*");
+    }
+    rows.push_back(rows[0]);
+    return rows;
+}
+
+const std::vector<std::string> HELP_AT_80{
+    "        ====Terminal Port Help====",
+    "    Escape-Char: Ctrl-e",
+    "    Escape-Char q to quit",
+    "    Escape-Char b to send serial break",
+};
+const std::vector<std::string> HELP_AT_120{
+    "        ====Terminal Port Help====",
+    "    Escape-Char: Ctrl-e",
+    "    Escape-Char q to quit",
+    "    Escape-Char b to send serial break",
+    "    Escape-Char d to list or disconnect other sessions",
+    "    Escape-Char s for port history (graphical terminal onl",
+};
+const std::vector<std::string> NO_PERMISSION_AT_120{
+    "Your current access rights on this port",
+    "do not give you permission to list or disconnect sessions",
+};
+
+// The port's screen under the popups: attributes and wide characters everywhere.
+std::string busy_screen(int rows, int columns)
+{
+    std::string text = "\x1b[H";
+    for (int row = 1; row <= rows; ++row) {
+        text += "\x1b[" + std::to_string(row) + ";1H\x1b[" + std::to_string(row % 8) + "m";
+        for (int column = 0; column + 2 <= columns - row % 2; column += 2) {
+            text += (column + row) % 3 != 0 ? "\xe4\xb8\xad" : "ab";
+        }
+    }
+    return text + "\x1b[m\x1b[3;5H";
+}
+
+Picture port_picture(Tui &tui)
+{
+    Picture picture = tui.screen().picture();
+    --picture.rows;
+    return picture;
+}
+
+void expect_picture(Tui &tui, const Picture &expected)
+{
+    std::string difference;
+    const auto agree = [&] {
+        difference = compare(expected, port_picture(tui));
+        return difference.empty();
+    };
+    EXPECT_TRUE(loop().run_until(agree)) << difference;
+}
+
+} // namespace
+
+TEST(StatusBar, TextsColoursAndWidths)
+{
+    const std::string full = "Label: lab | Time: Ns | Users: ann, bob | Info: 9600 8N1 |Signals: ";
+    const struct {
+        std::string members;
+        std::string text;
+        std::string help = "| Ctrl-e ? for help";
+    } rows[] = {
+        {R"("signals":{"dcd":false,"dsr":false,"ri":false,"cts":false})", full},
+        {R"("signals":{"dcd":true,"dsr":true,"ri":true,"cts":true})", full + "DCD DSR RI CTS"},
+        {R"("signals":{"ri":true,"cts":1})", full + "RI "},
+        {R"("escape":29)", full, "| Ctrl-] ? for help"},
+        {R"("escape":33,"signals":"none")", full, "| ! ? for help"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.members);
+        Tui tui;
+        tui.start({.columns = 150},
+                  R"({"label":"lab","users":"ann, bob","info":"9600 8N1",)" + row.members + "}");
+        EXPECT_EQ(row.text + row.help, tui.bar());
+        for (const int columns : {60, 30, 3, 2, 140}) {
+            tui.resize(24, columns);
+            const std::string whole = tui.bar();
+            EXPECT_LE(whole.size(), size_t(columns - 1));
+            EXPECT_EQ((row.text + row.help).substr(0, 10).substr(0, size_t(columns - 1)),
+                      whole.substr(0, 10));
+            for (int column = 0; column < columns; ++column) {
+                const Cell cell = tui.screen().cell(23, column);
+                EXPECT_EQ(BLUE, cell.background) << column;
+                EXPECT_TRUE(cell.text == " " || cell.foreground == WHITE) << column;
+                EXPECT_FALSE(cell.bold || cell.reverse || cell.underline);
+            }
+        }
+        tui.client->signal(SIGTERM);
+        EXPECT_EQ(0, tui.client->wait_for_exit());
+    }
+}
+
+TEST(StatusBar, LoadingThenCountingThenFollowingTheDaemon)
+{
+    Tui tui;
+    tui.launch({.columns = 120});
+    tui.daemon.expect_command("PORT_INFO");
+    tui.client->wait_until([&] { return tui.bar() == "Port Data Loading..."; }, "the loading text");
+    EXPECT_EQ(BLUE, tui.screen().cell(23, 119).background);
+    EXPECT_EQ(WHITE, tui.screen().cell(23, 0).foreground);
+    tui.client->wait_for_screen("Port Data Loading...");
+    EXPECT_EQ(1u, tui.daemon.command_count("PORT_INFO")); // one at a time
+    tui.daemon.answer("PORT_INFO", TUI_PORT_INFO);
+    tui.daemon.reply(TUI_PORT_INFO);
+    tui.client->wait_for_screen("Users: ann | Info: 8N1 |Signals: DCD CTS| Ctrl-e ? for help");
+    tui.client->wait_for_screen("Time: 2s"); // since the connection
+    tui.client->wait_for_screen("Time: 3s");
+    tui.daemon.answer("PORT_INFO", R"({"label":"other","users":"","info":"i","escape":1})");
+    tui.client->wait_for_screen("Label: other | Time: ");
+    tui.client->wait_for_screen("s | Users:  | Info: i |Signals: | Ctrl-a ? for help");
+    tui.client->send("\5\1q");
+    EXPECT_EQ(0, tui.client->wait_for_exit());
+    tui.daemon.expect_received("\5");
+}
+
+TEST(StatusBar, OddRepliesNeitherStopItNorReachTheTerminal)
+{
+    const struct {
+        std::string reply;
+        const char *shown;
+    } rows[] = {
+        {"null", "Label:  | Time: "},
+        {"7 ", "Label:  | Time: "},
+        {"\"text\"", "Label:  | Time: "},
+        {"[]", "Label:  | Time: "},
+        {R"({"label":1,"users":{},"info":[],"signals":7})", "Label:  | Time: "},
+        {R"({"label":"a\u001b[2Jb\r\nc\u0085d\u007fe%s%n"})", "Label: a?[2Jb??c?d?e%s%n | Time: "},
+        {"{\"label\":\"x\xff\xc3y\"}", "Label: x??y | Time: "},
+        {R"({"label":"e\u0301x \u4e2d"})", "x \xe4\xb8\xad | Time: "},
+    };
+    Tui tui;
+    tui.daemon.answer("PORT_INFO", "{}");
+    tui.launch({.columns = 120});
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.reply);
+        tui.daemon.answer("PORT_INFO", R"({"label":"between"})");
+        tui.client->wait_for_screen("Label: between");
+        tui.daemon.answer("PORT_INFO", row.reply);
+        tui.client->wait_for_screen(row.shown);
+        tui.client->wait_for_screen("| Ctrl-e ? for help"); // no "escape", so it stays
+    }
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(StatusBar, ALateReplyDoesNotDelayPortOutput)
+{
+    Tui tui;
+    tui.launch();
+    tui.daemon.expect_command("PORT_INFO");
+    tui.daemon.send("port");
+    tui.client->wait_for_screen("port");
+    tui.expect_relay("");
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(Popup, HelpAtSeveralSizes)
+{
+    Tui tui;
+    tui.start();
+    tui.client->send("\5?");
+    tui.expect_box(20, 6, box(40, 12, HELP_AT_80));
+    tui.resize(40, 120);
+    tui.expect_box(30, 10, box(60, 20, HELP_AT_120));
+    tui.resize(10, 40);
+    tui.expect_box(10, 2, box(20, 4, {"        ====Termin"}));
+    tui.resize(24, 80);
+    tui.expect_box(20, 6, box(40, 12, HELP_AT_80));
+    tui.client->send("\x1b[A"); // closes it, and does not reach the port
+    tui.expect_blank_port_screen();
+    tui.expect_relay("");
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(Popup, NoPermissionIsHalfAsHighUntilTheNextResize)
+{
+    Tui tui;
+    tui.start({.rows = 40, .columns = 120});
+    tui.client->send("\5d");
+    tui.expect_box(30, 10, box(60, 10, NO_PERMISSION_AT_120));
+    tui.resize(40, 124);
+    tui.expect_box(31, 10, box(62, 20, NO_PERMISSION_AT_120));
+    tui.client->send("x");
+    tui.expect_blank_port_screen();
+    EXPECT_EQ(0u, tui.daemon.command_count("LIST_SESSIONS"));
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(Popup, SessionsAndTheAnswer)
+{
+    for (const bool yes : {true, false}) {
+        Tui tui;
+        tui.start({.arguments = {"admin"}, .rows = 40, .columns = 120});
+        tui.daemon.answer("LIST_SESSIONS", R"({"sessions":[]})");
+        tui.client->send("\5d");
+        tui.expect_box(30, 10, box(60, 10, {"There are no other sessions on this port"}));
+        tui.client->send("x");
+        tui.expect_blank_port_screen();
+        tui.daemon.answer("LIST_SESSIONS",
+                          R"({"sessions":[{"username":"a\u001bnn","protocol":"SSH",)"
+                          R"("remote_addr":"10.0.0.9:50122","session_time":41.6},)"
+                          R"({"username":"bob","protocol":"Web","session_time":3}]})");
+        tui.client->send("\5d");
+        tui.expect_box(
+            30, 10,
+            box(75, 20,
+                {"        ==== Sessions ====", "The following sessions are active on this port", "",
+                 "    a?nn: SSH (10.0.0.9:50122) - Session length 42 second(s)",
+                 "    bob: Web - Session length 3 second(s)", "",
+                 "Press 'Y' to disconnect these sessions", " or any other key to exit this menu"}));
+        tui.client->send(yes ? "Y" : "y");
+        tui.expect_blank_port_screen();
+        if (yes) {
+            tui.daemon.expect_command("DISCONNECT_SESSIONS");
+            tui.daemon.reply("{}");
+        }
+        tui.expect_relay("");
+        EXPECT_EQ(0, tui.quit());
+        EXPECT_EQ(yes, tui.daemon.command_count("DISCONNECT_SESSIONS"));
+    }
+}
+
+TEST(Popup, ClosingBringsBackWhatWasThere)
+{
+    for (const auto &[rows, columns] :
+         std::vector<std::pair<int, int>>{{24, 80}, {25, 81}, {40, 121}}) {
+        SCOPED_TRACE(columns);
+        Tui tui;
+        tui.daemon.answer("SCROLLBACK", "{}");
+        tui.start({.rows = rows, .columns = columns});
+        Screen direct(rows - 1, columns);
+        direct.feed(busy_screen(rows - 1, columns));
+        tui.daemon.send(busy_screen(rows - 1, columns));
+        tui.expect_port_screen(direct);
+        const Picture before = port_picture(tui);
+        tui.client->send("\5?");
+        const int left = columns / 4, top = rows / 4;
+        const int width = 3 * (columns / 4) - left, height = 3 * (rows / 4) - top;
+        tui.expect_box(left, top, box(width, height, rows == 40 ? HELP_AT_120 : HELP_AT_80));
+        tui.client->send("x");
+        expect_picture(tui, before);
+        // A stack of them, the port printing on, and a refresh or two in between.
+        tui.client->send("\5d\5?\5s");
+        tui.client->wait_for_screen("Port History");
+        const std::string more = "\x1b[10;10H\x1b[1;4mnew\x1b[m\x1b[12;1H\x1b[2K\x1b[3;5H";
+        direct.feed(more);
+        tui.daemon.send(more);
+        tui.wait_for_refresh();
+        tui.client->send("\x1b");
+        tui.expect_box(left, top, box(width, height, rows == 40 ? HELP_AT_120 : HELP_AT_80));
+        tui.client->send("x");
+        tui.client->send("y");
+        tui.expect_port_screen(direct);
+        tui.expect_relay("");
+        EXPECT_EQ(0, tui.quit());
+    }
+}
+
+TEST(Popup, StaysOnTopOfPortOutput)
+{
+    Tui tui;
+    tui.start();
+    tui.client->send("\5?");
+    tui.expect_box(20, 6, box(40, 12, HELP_AT_80));
+    for (int line = 0; line < 100; ++line) {
+        tui.daemon.send(std::string(79, char('a' + line % 26)) + "\r\n\x1b[7m");
+    }
+    tui.daemon.send("last");
+    tui.client->wait_for_screen("last");
+    tui.expect_box(20, 6, box(40, 12, HELP_AT_80));
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(Popup, OneTooSmallForAFrameCanBeClosed)
+{
+    Tui tui;
+    tui.start();
+    for (const auto &[rows, columns] :
+         std::vector<std::pair<int, int>>{{4, 8}, {5, 5}, {3, 3}, {1, 2}, {8, 12}}) {
+        SCOPED_TRACE(std::to_string(rows) + "x" + std::to_string(columns));
+        tui.client->resize(rows, columns);
+        tui.wait_for_refresh();
+        tui.client->send("\5?");
+        tui.client->send("\5d");
+        tui.wait_for_refresh();
+        tui.client->send("xy");
+        tui.resize(24, 80);
+        tui.expect_blank_port_screen();
+    }
+    tui.expect_relay("");
+    EXPECT_EQ(0, tui.quit());
+}
+
+namespace {
+
+const std::string HISTORY = R"({"scrollback":[
+    {"line":"newest","timestamp":1709645229042,"scrollback_idx":5,"type":3},
+    {"line":"sent","timestamp":1709645229007,"scrollback_idx":4,"type":2},
+    {"line":"","timestamp":0,"scrollback_idx":3,"type":4},
+    {"line":"ann out","timestamp":1709645220000,"scrollback_idx":2,"type":1},
+    {"line":"ann","timestamp":1709645219999,"scrollback_idx":1,"type":0}]})";
+
+std::string header(int position, int count)
+{
+    return "Port History - Line " + std::to_string(position) + " of " + std::to_string(count) +
+           " - Scroll Up/Down [ ] Timestamp Mode: t Exit: Esc";
+}
+
+// The history's box at 80x24 or 120x40, lines from the bottom row upwards.
+void expect_history(Tui &tui, const std::string &head, const std::vector<std::string> &lines)
+{
+    const int width = tui.screen().columns();
+    const int height = 7 * (tui.screen().rows() / 8) - tui.screen().rows() / 8;
+    std::vector<std::string> texts(size_t(height) - 2);
+    texts[0] = head;
+    for (size_t line = 0; line < lines.size(); ++line) {
+        texts[texts.size() - 1 - line] = lines[line];
+    }
+    tui.expect_box(0, tui.screen().rows() / 8, box(width, height, texts));
+}
+
+} // namespace
+
+TEST(History, LinesColoursAndKeys)
+{
+    Tui tui;
+    tui.start({.environment = {{"TZ", "UTC-1"}}, .columns = 120});
+    tui.client->send("\5s");
+    tui.daemon.expect_command("SCROLLBACK");
+    tui.expect_box(0, 3, box(120, 18, {header(0, 0), "Port History is loading..."}));
+    tui.daemon.reply(HISTORY);
+    const std::vector<std::string> lines{"RX|newest", "TX|sent", "SIGNAL|", "KICK|ann out",
+                                         "LOGIN|ann"};
+    expect_history(tui, header(0, 5), lines);
+    EXPECT_TRUE(tui.screen().cell(4, 1).bold);
+    EXPECT_EQ(RED, tui.screen().cell(19, 1).foreground);
+    EXPECT_EQ(WHITE, tui.screen().cell(19, 3).foreground); // the bar
+    EXPECT_EQ(WHITE, tui.screen().cell(19, 4).foreground);
+    EXPECT_FALSE(tui.screen().cell(19, 4).bold);
+
+    tui.client->send("[");
+    expect_history(tui, header(1, 5), {lines.begin() + 1, lines.end()});
+    tui.client->send("[[[");
+    expect_history(tui, header(4, 5), {lines[4]});
+    tui.client->send("[[");
+    expect_history(tui, header(5, 5), {lines[4]});
+    tui.client->send("]]]]]]]");
+    expect_history(tui, header(0, 5), lines);
+
+    tui.client->send("t");
+    expect_history(
+        tui, header(0, 5),
+        {"[2024-03-05T14:27:09.042+0100]RX|newest", "[2024-03-05T14:27:09.007+0100]TX|sent",
+         "[1970-01-01T01:00:00.000+0100]SIGNAL|", "[2024-03-05T14:27:00.000+0100]KICK|ann out",
+         "[2024-03-05T14:26:59.999+0100]LOGIN|ann"});
+    EXPECT_EQ(GREEN, tui.screen().cell(19, 1).foreground);
+    EXPECT_EQ(GREEN, tui.screen().cell(19, 30).foreground);
+    EXPECT_EQ(RED, tui.screen().cell(19, 31).foreground);
+    tui.client->send("t");
+    expect_history(tui, header(0, 5), lines);
+
+    tui.client->send("\x1b[A");
+    tui.client->wait_until_read(); // an escape sent along with other bytes is part of a sequence
+    tui.client->send("x");
+    tui.client->wait_until_read();
+    expect_history(tui, header(0, 5), lines);
+    tui.client->send("\x1b");
+    tui.expect_blank_port_screen();
+    tui.expect_relay("");
+    EXPECT_EQ(1u, tui.daemon.command_count("SCROLLBACK"));
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(History, TimesAreLocal)
+{
+    Tui tui;
+    tui.start({.environment = {{"TZ", "XYZ5:30"}}, .rows = 40, .columns = 120});
+    tui.daemon.answer("SCROLLBACK", HISTORY);
+    tui.client->send("\5s");
+    tui.client->wait_for_screen("RX|newest");
+    tui.client->send("t");
+    tui.client->wait_for_screen("[2024-03-05T07:57:09.042-0530]RX|newest");
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(History, NothingThereAndOddReplies)
+{
+    for (const char *reply :
+         {R"({"scrollback":[]})", "{}", "null", "7 ", R"({"scrollback":"x"})"}) {
+        SCOPED_TRACE(reply);
+        Tui tui;
+        tui.start();
+        tui.daemon.answer("SCROLLBACK", reply);
+        tui.client->send("\5s");
+        tui.expect_box(0, 3, box(80, 18, {header(0, 0), "No Port History available"}));
+        EXPECT_EQ(0, tui.quit());
+    }
+}
+
+TEST(History, OddLinesAreBorne)
+{
+    Tui tui;
+    tui.start();
+    tui.daemon.answer("SCROLLBACK", R"({"scrollback":[
+        {"line":"a\u001b[2Jb\tc\r\u007f","type":3,"timestamp":-1},
+        {"line":"\u00e9\u0085","type":3,"timestamp":253402300800000},
+        {"line":"far off","type":5,"timestamp":9223372036854775807},
+        {"line":"below","type":-1,"timestamp":-9223372036854775808},
+        {"type":2}, {"line":17,"type":"3","timestamp":"x"}, 5, null, {},
+        {"line":")" + std::string(5000, 'L') +
+                                        R"(","type":3}]})");
+    tui.client->send("\5s");
+    tui.client->wait_for_screen("RX|a?[2Jb?c??");
+    tui.client->wait_for_screen("RX|\xc3\x83\xc2\xa9\xc3\x82?"); // one cell a byte
+    tui.client->wait_for_screen("|far off");
+    tui.client->wait_for_screen("|below");
+    tui.client->wait_for_screen("*RX|" + std::string(75, 'L') + "*");
+    tui.client->send("t");
+    tui.client->wait_for_screen("]RX|LLL");
+    tui.client->send("\x1b");
+    tui.expect_blank_port_screen();
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(History, LargeOnesStayQuick)
+{
+    std::string reply = R"({"scrollback":[{"line":"0","type":3})";
+    for (int line = 1; line < 100'000; ++line) {
+        reply += R"(,{"line":"number )" + std::to_string(line) +
+                 R"( and some more text to make sixty bytes of it","type":2,"timestamp":1})";
+    }
+    Tui tui;
+    tui.start({.columns = 120});
+    tui.daemon.answer("SCROLLBACK", reply + "]}");
+    tui.client->send("\5s");
+    tui.client->wait_for_screen(header(0, 100'000));
+    tui.client->send(std::string(20'000, '['));
+    tui.client->wait_for_screen(header(20'000, 100'000));
+    tui.client->wait_for_screen("TX|number 20014 ");
+    tui.client->send(std::string(20'000, ']'));
+    tui.client->wait_for_screen(header(0, 100'000));
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(History, RepliesAfterTheClose)
+{
+    Tui tui;
+    tui.start();
+    tui.client->send("\5s\5s\5s");
+    tui.daemon.expect_command("SCROLLBACK");
+    tui.client->send("\x1b"); // the top one, whose request is the one under way
+    tui.client->wait_until_read();
+    tui.daemon.reply(HISTORY);
+    tui.daemon.expect_command("SCROLLBACK");
+    tui.client->send("\x1b");
+    tui.client->wait_until_read();
+    tui.daemon.reply(HISTORY);
+    tui.daemon.expect_command("SCROLLBACK");
+    tui.daemon.reply(HISTORY);
+    tui.client->wait_for_screen(header(0, 5)); // of the one left
+    tui.client->send("\x1b");
+    tui.expect_blank_port_screen();
+    tui.wait_for_refresh();
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(History, SizesAndAResize)
+{
+    Tui tui;
+    tui.start();
+    tui.daemon.answer("SCROLLBACK", HISTORY);
+    tui.client->send("\5s");
+    tui.client->wait_for_screen("LOGIN|ann");
+    for (const auto &[rows, columns] :
+         std::vector<std::pair<int, int>>{{40, 120}, {24, 80}, {10, 40}, {3, 3}, {24, 80}}) {
+        tui.client->resize(rows, columns);
+        tui.wait_for_refresh();
+    }
+    expect_history(tui, header(0, 5).substr(0, 78),
+                   {"RX|newest", "TX|sent", "SIGNAL|", "KICK|ann out", "LOGIN|ann"});
+    tui.client->send("\x1b");
+    tui.expect_blank_port_screen();
+    EXPECT_EQ(0, tui.quit());
+}
