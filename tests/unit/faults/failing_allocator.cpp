@@ -1,0 +1,84 @@
+#include "unit/faults/failing_allocator.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+
+namespace {
+
+int left; // allocations until the one that fails
+bool failed;
+
+bool fails()
+{
+    if (left == 0 || --left > 0) {
+        return false;
+    }
+    failed = true;
+    errno = ENOMEM;
+    return true;
+}
+
+} // namespace
+
+void allocation_fail_at(int number)
+{
+    left = number;
+    failed = false;
+}
+
+bool allocation_has_failed()
+{
+    return failed;
+}
+
+// The names that the linker gives.
+extern "C" {
+void *__real_malloc(size_t size);
+void *__real_calloc(size_t count, size_t size);
+void *__real_realloc(void *memory, size_t size);
+char *__real_strdup(const char *text);
+int __real_vasprintf(char **text, const char *format, va_list arguments);
+
+void *__wrap_malloc(size_t size);
+void *__wrap_calloc(size_t count, size_t size);
+void *__wrap_realloc(void *memory, size_t size);
+char *__wrap_strdup(const char *text);
+int __wrap_vasprintf(char **text, const char *format, va_list arguments);
+int __wrap_asprintf(char **text, const char *format, ...);
+
+void *__wrap_malloc(size_t size)
+{
+    return fails() ? nullptr : __real_malloc(size);
+}
+
+void *__wrap_calloc(size_t count, size_t size)
+{
+    return fails() ? nullptr : __real_calloc(count, size);
+}
+
+void *__wrap_realloc(void *memory, size_t size)
+{
+    return fails() ? nullptr : __real_realloc(memory, size);
+}
+
+char *__wrap_strdup(const char *text)
+{
+    return fails() ? nullptr : __real_strdup(text);
+}
+
+int __wrap_vasprintf(char **text, const char *format, va_list arguments)
+{
+    return fails() ? -1 : __real_vasprintf(text, format, arguments);
+}
+
+int __wrap_asprintf(char **text, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = __wrap_vasprintf(text, format, arguments);
+    va_end(arguments);
+    return length;
+}
+}

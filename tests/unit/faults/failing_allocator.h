@@ -1,0 +1,9 @@
+// Stands between the program with its stand-ins and the allocator: the linker sends their calls
+// here (--wrap), and none of any library's.
+#pragma once
+
+// From now on the number-th allocation fails, counted from 1; 0: none does.
+void allocation_fail_at(int number);
+
+// The allocation that was to fail has failed.
+bool allocation_has_failed();
