@@ -1,0 +1,72 @@
+// The measurements, each of one session; times in seconds.
+#pragma once
+
+#include <chrono>
+#include <poll.h>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bench/payload.h"
+#include "bench/session.h"
+
+// Ends a measurement that hangs, by an exception that tells which.
+class Deadline {
+public:
+    Deadline(const char *doing, const Session &session, int seconds = 120);
+    // Polls; a time in milliseconds ends it early.
+    void wait(std::span<pollfd> watched, int milliseconds = -1) const;
+
+private:
+    const char *doing;
+    const Session &session;
+    Clock::time_point end;
+};
+
+double seconds_since(Clock::time_point start);
+
+// Sent to a port, shows on the terminal when all before it is there.
+struct Mark {
+    // One unlike the last on that terminal.
+    explicit Mark(Session &session);
+    // Whether what the terminal got now, after what it got before, holds the mark.
+    bool shows_in(std::string_view got);
+
+    std::string sequence; // an emulated screen is cleared first
+
+private:
+    std::string_view text;
+    std::string tail;
+};
+
+// Until the terminal gets the text; seen is what it got before.
+void wait_for_text(Session &session, const char *text, std::string seen = {});
+
+struct Transfer {
+    double seconds;
+    double processor_seconds; // of the program
+    size_t sent;
+    size_t shown; // bytes to the terminal
+};
+
+// From the port to the terminal, payload over and over; every byte is compared.
+Transfer relay_output(Session &session, std::string_view payload, size_t total);
+// The same through an emulator, payload once: until the screen shows its end.
+Transfer emulate_output(Session &session, std::string_view payload);
+// From the keyboard to the port; every byte is compared.
+Transfer paste(Session &session, std::string_view payload, size_t total);
+
+// From a key to its echo, for each of count keys that the port echoes.
+std::vector<double> echo_times(Session &session, int count);
+
+struct Flood {
+    std::string_view payload; // sent by the port over and over
+    double seconds;
+    size_t taken; // bytes a second that the terminal takes; 0: all there are
+};
+// From a key to its arrival at the port, for a key every few milliseconds.
+std::vector<double> key_times_under_flood(Session &session, const Flood &flood);
+
+// From the program's start to the port's first byte on the terminal.
+double start_time(Program program);

@@ -1,0 +1,23 @@
+// The table of figures, printed row by row as Markdown.
+#pragma once
+
+#include <string>
+
+enum class Bound { AT_LEAST, AT_MOST, NONE };
+
+struct Figure {
+    const char *what;
+    Bound bound;
+    double limit;
+    double measured;
+    const char *unit;      // "× relay", " ms"
+    std::string reference; // what else was seen in the same run
+    // The verdict where the machine keeps the reference itself from reaching it; null: none.
+    const char *out_of_reach = nullptr;
+};
+
+void print_table_head();
+void print_figure(const Figure &figure);
+
+// printf into a string.
+[[gnu::format(printf, 1, 2)]] std::string format(const char *text, ...);
