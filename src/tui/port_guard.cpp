@@ -52,14 +52,30 @@ void keep_glyph(Walk &walk)
     }
 }
 
+void note_printed(Walk &walk, const char *glyph)
+{
+    walk.glyph = glyph;
+    walk.guard.marks = 0;
+}
+
+bool is_printed(const char *at)
+{
+    return byte_at(at) >= 0x20 && *at != 0x7f;
+}
+
 void pass_plain(Walk &walk)
 {
     const char *begin = walk.at;
+    // Dense colours: a single character between two sequences.
+    if (walk.end - begin >= 2 && begin[1] == PORT_ESCAPE && is_printed(begin)) {
+        walk.at++;
+        note_printed(walk, begin);
+        return;
+    }
     walk.at = port_skip<port_mark_not_plain>(begin, begin + std::min(walk.end - begin, PIECE));
     for (const char *last = walk.at; last > begin; last--) {
-        if (byte_at(last - 1) >= 0x20 && last[-1] != 0x7f) {
-            walk.glyph = last - 1;
-            walk.guard.marks = 0;
+        if (is_printed(last - 1)) {
+            note_printed(walk, last - 1);
             break;
         }
     }
@@ -98,8 +114,7 @@ void pass_common_characters(Walk &walk)
     }
     if (last) {
         walk.at = at;
-        walk.glyph = last;
-        walk.guard.marks = 0;
+        note_printed(walk, last);
     }
 }
 
@@ -109,8 +124,7 @@ void replace(Walk &walk, ptrdiff_t length)
     walk.at += length;
     walk.unsent = walk.at;
     vterm_input_write(walk.vt, PORT_REPLACEMENT, 3);
-    walk.glyph = PORT_REPLACEMENT;
-    walk.guard.marks = 0;
+    note_printed(walk, PORT_REPLACEMENT);
 }
 
 void hold_back(Walk &walk, ptrdiff_t length)
@@ -147,8 +161,7 @@ void pass_character(Walk &walk)
     case PortVerdict::PASS:
         send_piece(walk);
         walk.at += length;
-        walk.glyph = begin;
-        walk.guard.marks = 0;
+        note_printed(walk, begin);
         break;
     case PortVerdict::MARK:
         walk.at += length;
