@@ -18,12 +18,6 @@ InputHook input_hook;
 
 namespace {
 
-void write_to_port(std::string_view bytes, bool more)
-{
-    (void)ustream_write(&zorvad.data_stream.stream, bytes.data(), static_cast<int>(bytes.size()),
-                        more); // a port that is gone ends the session by itself
-}
-
 void show_help()
 {
     const Text text(help_text());
@@ -72,7 +66,7 @@ bool run_command(char key, bool more)
         break;
     default:
         if (static_cast<unsigned char>(key) == zorvad.escape_char) {
-            write_to_port({&key, 1}, more);
+            port_send(zorvad, &key, 1, more);
         }
         break;
     }
@@ -88,7 +82,7 @@ size_t write_plain_run(std::string_view bytes)
         escape == nullptr ? bytes.size()
                           : static_cast<size_t>(static_cast<const char *>(escape) - bytes.data());
     if (length > 0) {
-        write_to_port({bytes.data(), length}, length < bytes.size());
+        port_send(zorvad, bytes.data(), length, length < bytes.size());
     }
     return length;
 }
@@ -116,7 +110,7 @@ bool walk_chunk(std::string_view bytes)
 
 void write_whole_chunk(std::string_view bytes)
 {
-    write_to_port(bytes, false);
+    port_send(zorvad, bytes.data(), bytes.size(), false);
     if (zorvad.data_stream.stream.write_error) {
         ulog(LOG_ERR, "Error writing to data\n");
     }

@@ -107,7 +107,7 @@ int daemon_connect(DaemonConnection &connection, const char *port)
     data.notify_state = data_notify_state;
     data.string_data = true;
     data.r.buffer_len = STREAM_BUFFER;
-    data.w.buffer_len = STREAM_BUFFER;
+    data.w.buffer_len = PORT_PIECE;
     if (open_daemon_socket(connection.data_stream, "/var/run/zorvad/%s/data.sck", port) != 0) {
         ulog(LOG_ERR, "Could not create data socket connection\n");
         ustream_free(&commands);
@@ -138,6 +138,17 @@ void connection_take_escape(DaemonConnection &connection, const node *reply)
     const Text text(json_stringify(escape, 1)); // the getter makes 0 of everything but a number
     if (text && strchr("-0123456789", text.get()[0]) != nullptr) {
         connection.escape_char = static_cast<unsigned char>(node_get_integer(escape));
+    }
+}
+
+void port_send(DaemonConnection &connection, const char *bytes, size_t length, bool more)
+{
+    ustream &port = connection.data_stream.stream;
+    while (length > 0) {
+        const size_t piece = std::min<size_t>(length, PORT_PIECE);
+        (void)ustream_write(&port, bytes, static_cast<int>(piece), more || piece < length);
+        bytes += piece;
+        length -= piece;
     }
 }
 

@@ -2,6 +2,7 @@
 // port.
 #pragma once
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include "dep/trell.h"
@@ -42,8 +43,8 @@ constexpr unsigned char DEFAULT_ESCAPE_CHAR = 5; // Ctrl-E
 constexpr int TYPED_LIMIT = 1024 * 1024;
 constexpr int TYPED_RESUME = 512 * 1024;
 
-// Buffer sizes of the streams that carry port and terminal bytes. (libubox's defaults are 4096 and
-// 256: with 64 KiB a chunk costs one read and one write.)
+// Buffer sizes of the other streams that carry port and terminal bytes: with 64 KiB a chunk costs
+// one read and one write. (libubox's own are 4096 and 256.)
 constexpr int STREAM_BUFFER = 64 * 1024;
 
 // Connects both sockets of the port, whose directory is made when missing. Blocks until the daemon
@@ -63,6 +64,15 @@ void connection_hung_up(DaemonConnection &connection);
 // Takes the escape character over from a PORT_INFO reply. One without a number keeps the old one:
 // there must be a way out.
 void connection_take_escape(DaemonConnection &connection, const node *reply);
+
+// What was typed is written in pieces of this size at most: the system tells only of whole pieces
+// that the daemon has read, and the end of a session waits as long as it reads. At 9600 baud one
+// takes a second; the speed of a paste is the same as with 64 KiB (scripts/bench basic-paste).
+constexpr int PORT_PIECE = 1024;
+
+// Sends what was typed to the port; what it does not take yet is queued. `more` says that further
+// bytes follow at once. A port that is gone ends the session by itself.
+void port_send(DaemonConnection &connection, const char *bytes, size_t length, bool more);
 
 // True while more has been typed than the port takes: the front end stops reading keys until
 // on_port_drained.

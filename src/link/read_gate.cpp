@@ -49,6 +49,7 @@ void read_gate_release(ReadGate &gate, ReadHold reason)
 
 void read_gate_count(ReadGate &gate, int32_t bytes)
 {
+    gate.bytes += bytes;
     gate.turn_bytes += bytes;
     if (gate.turn_bytes >= gate.turn_limit && (gate.holds & HOLD_TURN) == 0) {
         read_gate_hold(gate, HOLD_TURN);

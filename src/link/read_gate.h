@@ -21,6 +21,7 @@ struct ReadGate {
     uint8_t holds;      // ReadHold bits
     int32_t turn_limit; // bytes
     int32_t turn_bytes; // read since the last turn began
+    int64_t bytes;      // read in all
     uloop_timeout next_turn;
 };
 

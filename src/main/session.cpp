@@ -2,6 +2,7 @@
 
 #include <signal.h>
 #include <stdint.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -27,14 +28,30 @@ bool is_written(const ustream &stream)
     return stream.write_error || stream.w.data_bytes == 0;
 }
 
-// After a hang-up of cmd.sck alone there may be port output left in data.sck.
+// Where the port's output ends, counted as its gate does.
+int64_t output_end;
+
+// What has come from the port and was not read yet.
+int64_t output_waiting()
+{
+    int in_socket = 0;
+    (void)ioctl(zorvad.data_stream.fd.fd, FIONREAD, &in_socket);
+    return zorvad.data_stream.stream.r.data_bytes + in_socket;
+}
+
+// After a hang-up of cmd.sck alone the port may go on, maybe for ever.
 bool port_output_is_read()
 {
-    if ((zorvad.port_output.holds & HOLD_END) != 0 || stdout_stream.stream.write_error) {
+    ReadGate &output = zorvad.port_output;
+    if ((output.holds & HOLD_END) != 0 || stdout_stream.stream.write_error) {
         return true;
     }
-    read_gate_poll(zorvad.port_output); // until nothing is left, unless it has to wait
-    return zorvad.port_output.holds == 0;
+    read_gate_poll(output); // until nothing is left, unless it has to wait
+    if (output.bytes >= output_end) {
+        read_gate_hold(output, HOLD_END);
+        return true;
+    }
+    return output.holds == 0;
 }
 
 bool is_flushed()
@@ -43,18 +60,38 @@ bool is_flushed()
            (!use_basic_interface || is_written(stdout_stream.stream));
 }
 
+// What the other side of a descriptor has not taken, where the system tells: a socket's in whole
+// pieces, a serial terminal's, a pipe's.
+int untaken_bytes(int descriptor)
+{
+    int bytes = 0;
+    if (ioctl(descriptor, TIOCOUTQ, &bytes) != 0 && ioctl(descriptor, FIONREAD, &bytes) != 0) {
+        return 0;
+    }
+    return bytes;
+}
+
+// Numbers that change while bytes go on. A slow reader moves those of the system long before there
+// is room for more.
 struct Progress {
-    int shown;
     int typed;
-    int32_t read;
+    int untaken_by_port;
+    int shown;
+    int untaken_by_terminal;
+    int64_t read;
 
     bool operator==(const Progress &) const = default;
 };
 
 Progress progress_now()
 {
-    return {stdout_stream.stream.w.data_bytes, zorvad.data_stream.stream.w.data_bytes,
-            zorvad.port_output.turn_bytes};
+    const int typed = zorvad.data_stream.stream.w.data_bytes;
+    const int untaken_by_port = untaken_bytes(zorvad.data_stream.fd.fd);
+    if (!use_basic_interface) {
+        return {typed, untaken_by_port, 0, 0, 0}; // the screen goes on changing
+    }
+    return {typed, untaken_by_port, stdout_stream.stream.w.data_bytes, untaken_bytes(STDOUT_FILENO),
+            zorvad.port_output.bytes};
 }
 
 // A source that never runs dry must not keep the client from ending: only what there is goes on.
@@ -72,6 +109,7 @@ void stop_sources()
     if (!use_basic_interface || !zorvad.hung_up) {
         read_gate_hold(zorvad.port_output, HOLD_END);
     }
+    output_end = zorvad.port_output.bytes + output_waiting();
 }
 
 bool flush_with_patience()

@@ -174,8 +174,7 @@ void term_feed(const char *bytes, int length, Widget *widget)
 
 void term_on_input(const char *bytes, int length, WidgetList *, Widget *widget)
 {
-    ustream &port = context_of(widget)->conn->data_stream.stream;
-    (void)ustream_write(&port, bytes, length, false); // a port that is gone ends the session
+    port_send(*context_of(widget)->conn, bytes, static_cast<size_t>(length), false);
 }
 
 void term_resize(int x0, int y0, int x1, int y1, Widget *widget)

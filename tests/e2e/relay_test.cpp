@@ -59,6 +59,20 @@ void wait_until_stuck(const std::function<size_t()> &value)
     }
 }
 
+// A reader that takes one read's worth four times a second, for longer than the client waits for
+// one that takes nothing, and then the rest.
+void read_slowly(bool &reading, const std::function<size_t()> &taken)
+{
+    for (int i = 0; i < 12; ++i) {
+        const size_t before = taken();
+        reading = true;
+        EXPECT_TRUE(loop().run_until([&] { return taken() > before; }));
+        reading = false;
+        EXPECT_FALSE(loop().run_until([] { return false; }, std::chrono::milliseconds(250)));
+    }
+    reading = true;
+}
+
 } // namespace
 
 TEST(Relay, EveryByteBothWays)
@@ -176,6 +190,35 @@ TEST(Relay, WhatWasTypedBeforeTheEndReachesThePort)
     }
 }
 
+TEST(Relay, AReaderMayBeSlowWhenTheSessionEnds)
+{
+    std::string bytes = noise(200'000);
+    std::erase(bytes, '\5');
+    Basic typing;
+    typing.start(PIPES);
+    FakeDaemon &port = typing.daemon;
+    port.reading = false;
+    port.read_size = 1024;
+    typing.client->send(bytes);
+    typing.client->end_input();
+    read_slowly(port.reading, [&] { return port.received().size(); });
+    EXPECT_EQ(0, typing.client->wait_for_exit());
+    port.expect_received(bytes);
+
+    Basic showing;
+    showing.start({.output = {Stream::PIPE}});
+    Program &client = *showing.client;
+    client.reading = false;
+    client.read_size = 500;
+    showing.daemon.send(bytes);
+    showing.daemon.wait_until_sent();
+    showing.daemon.hang_up_cmd();
+    read_slowly(client.reading, [&] { return client.output().size(); });
+    EXPECT_EQ(0, client.wait_for_exit());
+    EXPECT_TRUE(client.output() == showing.greeting + bytes)
+        << describe_difference(showing.greeting + bytes, client.output());
+}
+
 TEST(Relay, KeysThatWaitWhenASignalEndsTheSessionReachThePort)
 {
     Basic session;
@@ -249,18 +292,24 @@ TEST(Relay, AStuckPortDoesNotKeepTheClientFromEnding)
 // Output that never ends is no progress of what is still on its way.
 TEST(Relay, APortThatNeverFallsSilentDoesNotKeepTheClientFromEnding)
 {
-    for (const bool stuck : {false, true}) {
+    enum End { KEY, KEY_BEHIND_STUCK_ONES, HANG_UP };
+    for (const End end : {KEY, KEY_BEHIND_STUCK_ONES, HANG_UP}) {
         Basic session({.data_buffer = 4096});
         session.start(PIPES);
         Program &client = *session.client;
+        const bool stuck = end == KEY_BEHIND_STUCK_ONES;
         client.counting_only = true;
         client.read_size = stuck ? 65'536 : 256; // what the port sends is more, or just less
         session.daemon.reading = !stuck;
         session.daemon.send(std::string(200 * MEGABYTE, 'x'));
         client.wait_until([&] { return client.output_size > MEGABYTE / 4; }, "a part of it");
-        client.send(std::string(stuck ? 600'000 : 0, 'k') + QUIT);
+        if (end == HANG_UP) {
+            session.daemon.hang_up_cmd();
+        } else {
+            client.send(std::string(stuck ? 600'000 : 0, 'k') + QUIT);
+        }
         EXPECT_EQ(0, client.wait_for_exit());
-        EXPECT_LT(client.output_size, 100 * MEGABYTE) << stuck;
+        EXPECT_LT(client.output_size, 100 * MEGABYTE) << end;
     }
 }
 

@@ -130,7 +130,7 @@ void FakeDaemon::serve(Socket &socket, short events)
         return;
     }
     char bytes[65536];
-    const ssize_t count = recv(socket.fd, bytes, sizeof bytes, 0);
+    const ssize_t count = recv(socket.fd, bytes, std::min(read_size, sizeof bytes), 0);
     if (count == 0 || (count < 0 && errno != EAGAIN)) {
         socket.ended = true;
         socket.unsent.clear();

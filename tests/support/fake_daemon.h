@@ -56,6 +56,8 @@ public:
     void expect_received(std::string_view expected);
     // A port that does not read leaves the client's bytes in the socket.
     bool reading = true;
+    // How much of a socket is read in one round of the loop.
+    size_t read_size = 65536;
 
     void hang_up_cmd();
     void hang_up_data();
