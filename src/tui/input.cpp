@@ -175,15 +175,17 @@ void pause_reading(bool pause)
     (void)uloop_fd_add(&terminal_watch, pause ? flags | ULOOP_EDGE_TRIGGER : flags);
 }
 
-// Handles every complete event that termbox2 holds or can read, up to a turn's share.
-void handle_events()
+// Handles every complete event that termbox2 holds or can read, up to a turn's share. A new size is
+// taken even while the port is stuck, with the few keys that termbox2 gives out before it.
+void handle_events(bool resized)
 {
     int events = 0;
     tb_event event;
     KeyBytes key;
-    while (!zorvad.quit && !port_is_stuck(zorvad) && events < EVENTS_A_TURN &&
+    while (!zorvad.quit && (resized || !port_is_stuck(zorvad)) && events < EVENTS_A_TURN &&
            tui_next_event(&event, &key)) {
         handle_event(event, key);
+        resized = resized && event.type != TB_EVENT_RESIZE;
         events++;
     }
     deliver_gathered();
@@ -202,7 +204,7 @@ void handle_events()
 
 void on_next_turn(uloop_timeout *)
 {
-    handle_events();
+    handle_events(false);
 }
 
 void on_port_drained()
@@ -245,7 +247,7 @@ void tui_input_stop()
 void tui_input_finish()
 {
     if (watching) {
-        handle_events();
+        handle_events(false);
         tui_input_stop();
     }
 }
@@ -261,7 +263,7 @@ void tui_input_cb(uloop_fd *fd, unsigned int)
         return;
     }
     const bool gone = fd->eof || fd->error; // pausing forgets it
-    handle_events();
+    handle_events(fd == &resize_watch);
     if (gone) {
         connection_quit(zorvad);
     }

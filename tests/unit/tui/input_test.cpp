@@ -2,10 +2,12 @@
 #include "tui/input.h"
 
 #include <chrono>
+#include <csignal>
 #include <string>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "dep/termbox.h"
@@ -69,6 +71,18 @@ TEST_F(StuckPort, KeysThatWaitDoNotKeepTheClientBusyAndAllArriveInTheEnd)
     type_as_much_as_possible();
     EXPECT_GT(typed, static_cast<size_t>(TYPED_LIMIT));
     EXPECT_LT(turns_in(milliseconds(300)), 20);
+    EXPECT_EQ(receive(link.data, typed), std::string(typed, 'x'));
+}
+
+TEST_F(StuckPort, ANewSizeIsTakenAllTheSame)
+{
+    type_as_much_as_possible();
+    const winsize size = {30, 100, 0, 0};
+    ioctl(screen.terminal, TIOCSWINSZ, &size);
+    raise(SIGWINCH);
+    EXPECT_LT(turns_in(milliseconds(300)), 20);
+    EXPECT_EQ(widget_list->height, 30);
+    EXPECT_EQ(widget_list->width, 100);
     EXPECT_EQ(receive(link.data, typed), std::string(typed, 'x'));
 }
 
