@@ -59,23 +59,14 @@ Text sessions_text(node *sessions)
     return Text(sl_join(lines.get(), ""));
 }
 
-void open_popup(Widget *popup)
-{
-    if (popup != nullptr) {
-        widget_list_add(widget_list, popup);
-    }
-}
-
 void show_no_sessions()
 {
     if (use_basic_interface) {
         console_print(no_sessions_text);
         return;
     }
-    const int width = widget_list->width;
-    const int height = widget_list->height;
-    open_popup(popup_new(no_sessions_text, width / 4, height / 4, 3 * (width / 4), 2 * (height / 4),
-                         nullptr));
+    popup_open(no_sessions_text, 3 * (widget_list->width / 4), 2 * (widget_list->height / 4),
+               nullptr);
 }
 
 void show_sessions(const char *text)
@@ -85,10 +76,8 @@ void show_sessions(const char *text)
         input_hook = confirm_disconnect_hook;
         return;
     }
-    const int width = widget_list->width;
-    const int height = widget_list->height;
-    open_popup(popup_new(text, width / 4, height / 4, 7 * (width / 8), 3 * (height / 4),
-                         confirm_disconnect_key));
+    popup_open(text, 7 * (widget_list->width / 8), 3 * (widget_list->height / 4),
+               confirm_disconnect_key);
 }
 
 bool is_yes(const char *answer)

@@ -7,7 +7,14 @@
 
 namespace {
 
-constexpr const char *history_line_types[] = {"LOGIN", "KICK", "TX", "RX", "SIGNAL"};
+constexpr struct {
+    HistoryLineType type;
+    const char *name;
+} history_line_types[] = {{LINE_LOGIN, "LOGIN"},
+                          {LINE_KICK, "KICK"},
+                          {LINE_TX, "TX"},
+                          {LINE_RX, "RX"},
+                          {LINE_SIGNAL, "SIGNAL"}};
 
 // Where the milliseconds stand in a timestamp.
 constexpr size_t MILLISECONDS_AT = 21;
@@ -16,8 +23,12 @@ constexpr size_t MILLISECONDS_AT = 21;
 
 const char *history_line_type(uint32_t type)
 {
-    constexpr size_t count = sizeof history_line_types / sizeof *history_line_types;
-    return type < count ? history_line_types[type] : "";
+    for (const auto &known : history_line_types) {
+        if (known.type == type) {
+            return known.name;
+        }
+    }
+    return "";
 }
 
 char *format_timestamp(const PortHistoryLine *line, char *buffer, size_t size)

@@ -6,10 +6,12 @@
 
 #include "dep/ubox.h"
 
+enum HistoryLineType : uint32_t { LINE_LOGIN, LINE_KICK, LINE_TX, LINE_RX, LINE_SIGNAL };
+
 // One line of the port's past; the text stands behind the record.
 struct PortHistoryLine {
     list_head list;
-    uint32_t type;          // index into the names of line types
+    uint32_t type;          // a HistoryLineType, or what else the daemon sent
     int64_t timestamp;      // milliseconds since the Unix epoch
     int64_t scrollback_idx; // the daemon's number of the line
     uint32_t length;        // bytes of text

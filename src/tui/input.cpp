@@ -61,10 +61,11 @@ void forward(const char *bytes, size_t length)
     }
 }
 
-// A byte that is no character of its own stands for no key, whatever termbox2 made of it.
-bool is_stray_byte(const KeyBytes &key)
+// Bytes that are no character, or a letter of ASCII in a longer form than its own, stand for no
+// key, whatever termbox2 made of them.
+bool is_stray(const tb_event &event, const KeyBytes &key)
 {
-    return key.length == 1 && static_cast<unsigned char>(key.bytes[0]) >= 0x80;
+    return static_cast<unsigned char>(key.bytes[0]) >= 0x80 && (key.length == 1 || event.ch < 0x80);
 }
 
 // A character counts with its whole code point; control keys come without one.
@@ -73,21 +74,12 @@ bool is_escape(const tb_event &event)
     return (event.ch != 0 ? event.ch : event.key) == zorvad.escape_char;
 }
 
-void open_widget(Widget *widget)
-{
-    if (widget != nullptr) {
-        widget_list_add(widget_list, widget);
-    }
-}
-
 void open_help()
 {
-    const int width = widget_list->width;
-    const int height = widget_list->height;
     const Text text(help_text());
     if (text) {
-        open_widget(popup_new(text.get(), width / 4, height / 4, 3 * (width / 4), 3 * (height / 4),
-                              nullptr));
+        popup_open(text.get(), 3 * (widget_list->width / 4), 3 * (widget_list->height / 4),
+                   nullptr);
     }
 }
 
@@ -97,16 +89,18 @@ void list_sessions()
         send_list_sessions();
         return;
     }
-    const int width = widget_list->width;
-    const int height = widget_list->height;
-    open_widget(popup_new(no_permission_text, width / 4, height / 4, 3 * (width / 4),
-                          2 * (height / 4), nullptr));
+    popup_open(no_permission_text, 3 * (widget_list->width / 4), 2 * (widget_list->height / 4),
+               nullptr);
 }
 
 void open_history()
 {
     const int height = widget_list->height;
-    open_widget(port_history_new(&zorvad, 0, height / 8, widget_list->width, 7 * (height / 8)));
+    Widget *history =
+        port_history_new(&zorvad, 0, height / 8, widget_list->width, 7 * (height / 8));
+    if (history != nullptr) {
+        widget_list_add(widget_list, history);
+    }
 }
 
 // Returns false for a key that is no command.
@@ -135,7 +129,7 @@ bool run_command(uint32_t key)
 
 void handle_key(const tb_event &event, const KeyBytes &key)
 {
-    const bool stray = is_stray_byte(key);
+    const bool stray = is_stray(event, key);
     const bool escape = !stray && is_escape(event);
     if (escape && !escape_pending) {
         escape_pending = 1;

@@ -98,6 +98,15 @@ PopupContext *popup_context_new(const char *text, PopupKeyHandler on_key)
 
 } // namespace
 
+void popup_open(const char *text, int x1, int y1, PopupKeyHandler on_key)
+{
+    Widget *popup =
+        popup_new(text, widget_list->width / 4, widget_list->height / 4, x1, y1, on_key);
+    if (popup != nullptr) {
+        widget_list_add(widget_list, popup);
+    }
+}
+
 Widget *popup_new(const char *text, int x0, int y0, int x1, int y1, PopupKeyHandler on_key)
 {
     Widget *widget = box_new(LAYOUT_POPUP, x0, y0, x1, y1);
