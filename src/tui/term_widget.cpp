@@ -13,7 +13,7 @@
 
 namespace {
 
-TermContext *context_of(Widget *widget)
+TermContext *context_of(const Widget *widget)
 {
     return static_cast<TermContext *>(widget->priv);
 }
@@ -42,22 +42,17 @@ uint32_t shown_character(const VTermScreenCell &cell)
     return character;
 }
 
-void paint_row(Widget *widget, int row, int first, int end)
+void paint(const Widget *widget, const Rectangle &place)
 {
-    TermContext *context = context_of(widget);
+    const TermContext *context = context_of(widget);
     const VTermScreen *screen = vterm_obtain_screen(context->vt);
-    for (int column = first; column < end; column++) {
-        VTermScreenCell cell = {};
-        (void)vterm_screen_get_cell(screen, {row, column}, &cell); // outside it: a blank
-        tb_set_cell(widget->x0 + column, widget->y0 + row, shown_character(cell),
-                    foreground(*context, cell.attrs), context->bg);
-    }
-}
-
-void paint(Widget *widget, const Rectangle &place)
-{
     for (int row = place.y0; row < place.y1; row++) {
-        paint_row(widget, row, place.x0, place.x1);
+        for (int column = place.x0; column < place.x1; column++) {
+            VTermScreenCell cell = {};
+            (void)vterm_screen_get_cell(screen, {row, column}, &cell); // outside it: a blank
+            tb_set_cell(widget->x0 + column, widget->y0 + row, shown_character(cell),
+                        foreground(*context, cell.attrs), context->bg);
+        }
     }
 }
 
@@ -65,27 +60,12 @@ void paint(Widget *widget, const Rectangle &place)
 // and painted when the screen is shown next.
 int on_damage_noted(VTermRect rectangle, void *user)
 {
-    Widget *widget = static_cast<Widget *>(user);
-    TermContext *context = context_of(widget);
-    if (context->damage == nullptr) {
-        paint(widget,
-              {rectangle.start_col, rectangle.start_row, rectangle.end_col, rectangle.end_row});
-        return 1;
-    }
-    const int end_row = std::min(rectangle.end_row, context->damage_rows);
+    TermContext *context = context_of(static_cast<Widget *>(user));
+    const int end_row = std::min(rectangle.end_row, PORT_GUARD_MAX_ROWS);
     for (int row = std::max(rectangle.start_row, 0); row < end_row; row++) {
-        RowDamage &damage = context->damage[row];
-        damage.first = std::min(damage.first, rectangle.start_col);
-        damage.end = std::max(damage.end, rectangle.end_col);
+        context->damaged_rows[row] = true;
     }
     return 1;
-}
-
-void clear_damage(TermContext &context)
-{
-    for (int row = 0; row < context.damage_rows; row++) {
-        context.damage[row] = {INT32_MAX, 0};
-    }
 }
 
 void show_cursor(Widget *widget)
@@ -100,25 +80,15 @@ void show_cursor(Widget *widget)
 
 void paint_damage(Widget *widget)
 {
-    TermContext *context = context_of(widget);
-    for (int row = 0; row < context->damage_rows; row++) {
-        const RowDamage &damage = context->damage[row];
-        if (damage.first < damage.end) {
-            // With the cell before it, which may be the first half of a wide character.
-            paint_row(widget, row, std::max(damage.first - 1, 0), damage.end);
+    bool(&damaged)[PORT_GUARD_MAX_ROWS] = context_of(widget)->damaged_rows;
+    const int rows = std::min(widget->y1 - widget->y0, PORT_GUARD_MAX_ROWS);
+    for (int row = 0; row < rows; row++) {
+        if (damaged[row]) {
+            damaged[row] = false;
+            paint(widget, {0, row, widget->x1 - widget->x0, row + 1});
         }
     }
-    clear_damage(*context);
     show_cursor(widget);
-}
-
-void note_damage_of(TermContext &context, int rows)
-{
-    free(context.damage);
-    context.damage = static_cast<RowDamage *>(
-        calloc(static_cast<size_t>(std::max(rows, 1)), sizeof *context.damage));
-    context.damage_rows = context.damage != nullptr ? rows : 0;
-    clear_damage(context);
 }
 
 int on_moverect(VTermRect, VTermRect, void *)
@@ -181,10 +151,8 @@ void term_resize(int x0, int y0, int x1, int y1, Widget *widget)
 {
     TermContext *context = context_of(widget);
     set_widget_rectangle(*widget, {x0, y0, x1, y1});
-    note_damage_of(*context, y1 - y0);
     port_guard_set_size(context->guard, context->vt, y1 - y0, x1 - x0);
     vterm_screen_flush_damage(vterm_obtain_screen(context->vt));
-    clear_damage(*context);
     paint(widget, widget_rectangle(*widget)); // nothing of the old picture stays
     show_cursor(widget);
 }
@@ -206,7 +174,6 @@ void term_destroy(Widget *widget)
         vterm_free(context->vt);
     }
     scrollback_free(context->scrollback, context->scrollback_count);
-    free(context->damage);
     free(context);
 }
 
@@ -223,7 +190,7 @@ void fill_widget(Widget &widget, TermContext *context, const Rectangle &place)
     set_widget_rectangle(widget, place);
 }
 
-void fill_context(TermContext &context, DaemonConnection *conn, int rows)
+void fill_context(TermContext &context, DaemonConnection *conn)
 {
     context.conn = conn;
     context.callbacks = {};
@@ -238,7 +205,6 @@ void fill_context(TermContext &context, DaemonConnection *conn, int rows)
     INIT_LIST_HEAD(&context.scrollback);
     context.fg = TB_WHITE;
     context.bg = TB_DEFAULT;
-    note_damage_of(context, rows);
 }
 
 void start_emulator(Widget *widget, TermContext &context)
@@ -267,7 +233,7 @@ Widget *term_widget_new(DaemonConnection *conn, int x0, int y0, int x1, int y1)
         return nullptr;
     }
     fill_widget(*widget, context, {x0, y0, x1, y1});
-    fill_context(*context, conn, y1 - y0);
+    fill_context(*context, conn);
     context->vt = port_guard_new_vterm(y1 - y0, x1 - x0);
     if (context->vt == nullptr) {
         ulog(LOG_ERR, "Could not create terminal emulator\n");

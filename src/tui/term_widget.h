@@ -8,12 +8,6 @@
 #include "tui/port_guard.h"
 #include "tui/widget/widget.h"
 
-// Columns of a row that changed since it was painted; none when first >= end.
-struct RowDamage {
-    int32_t first;
-    int32_t end;
-};
-
 struct TermContext {
     DaemonConnection *conn;
     VTerm *vt;                      // owned
@@ -25,9 +19,8 @@ struct TermContext {
 
     VTermPos cursor; // the emulator's, shown with the next painting
     bool cursor_shown;
-    PortGuard guard;   // between the port's output and libvterm
-    RowDamage *damage; // one for each row; owned; null: paint at once
-    int32_t damage_rows;
+    PortGuard guard;                        // between the port's output and libvterm
+    bool damaged_rows[PORT_GUARD_MAX_ROWS]; // changed since they were painted
 };
 
 // A widget with the emulator behind it, at the screen's origin (x0 and y0 are 0). Null, with a line
