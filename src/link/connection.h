@@ -67,7 +67,7 @@ void connection_take_escape(DaemonConnection &connection, const node *reply);
 
 // What was typed is written in pieces of this size at most: the system tells only of whole pieces
 // that the daemon has read, and the end of a session waits as long as it reads. At 9600 baud one
-// takes a second; the speed of a paste is the same as with 64 KiB (scripts/bench basic-paste).
+// takes a second. A paste is about as fast as with 64 KiB (scripts/bench basic-paste).
 constexpr int PORT_PIECE = 1024;
 
 // Sends what was typed to the port; what it does not take yet is queued. `more` says that further
