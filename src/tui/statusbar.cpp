@@ -15,6 +15,9 @@
 
 namespace {
 
+// For each column of the bar, bytes of its text: a character of four with three marks on it.
+constexpr size_t COLUMN_BYTES = 16;
+
 StatusbarContext *context_of(Widget *widget)
 {
     return static_cast<StatusbarContext *>(widget->priv);
@@ -70,11 +73,11 @@ void statusbar_draw(Widget *widget)
     if (width < 1) {
         return;
     }
-    const size_t size = static_cast<size_t>(width) + 1;
+    const size_t size = static_cast<size_t>(width) * COLUMN_BYTES + 1;
     const Text buffer(static_cast<char *>(malloc(size)));
     if (buffer) {
-        print_text(widget->x0, widget->y0, widget->x1, statusbar_format(widget, buffer.get(), size),
-                   context.fg, context.bg);
+        print_text(widget->x0, widget->y0, widget->x1 - 1,
+                   statusbar_format(widget, buffer.get(), size), context.fg, context.bg);
     }
 }
 

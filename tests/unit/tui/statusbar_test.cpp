@@ -67,6 +67,30 @@ TEST_F(Statusbar, FollowsTheEscapeCharacterWhereItIsANumber)
     }
 }
 
+std::string repeat(int times, std::string_view text)
+{
+    std::string result;
+    for (int i = 0; i < times; i++) {
+        result += text;
+    }
+    return result;
+}
+
+TEST_F(Statusbar, IsCutByColumnsAndLeavesTheLastOneBlank)
+{
+    const struct {
+        int times;
+        const char *character, *cells;
+        int shown;
+    } rows[] = {{93, "x", "x", 92}, {93, "ж", "#", 92}, {47, "中", "# ", 46}, {93, "ё̣̂", "#", 92}};
+    for (const auto &row : rows) {
+        answer(R"({"label":")" + repeat(row.times, row.character) + R"("})");
+        bar->draw(bar);
+        EXPECT_EQ("Label: " + repeat(row.shown, row.cells), screen.text(0, 99, 9));
+        EXPECT_EQ(" ", screen.text(99, 100, 9));
+    }
+}
+
 TEST_F(Statusbar, CutsAtTheWidthAndAtACharacter)
 {
     answer(R"({"label":"é中x","users":"u","info":"i"})"); // 6 bytes from column 7 on
