@@ -178,6 +178,9 @@ void console_set_script_output(ReadGate *gate)
 
 void console_stop_sources()
 {
+    if (!zorvad.hung_up) {
+        read_gate_poll(typed_input); // keys typed before a signal may not have been read yet
+    }
     read_gate_hold(typed_input, HOLD_END);
     if (script_output != nullptr) {
         read_gate_hold(*script_output, HOLD_END);

@@ -50,5 +50,5 @@ void console_hold_when_full(ReadGate &gate);
 // The read gate of the power script's output while a power menu is open, else null.
 void console_set_script_output(ReadGate *gate);
 
-// The session is over: no more keys and no more script output are read.
+// The session is over: takes the keys that were typed, then no more keys and no script output.
 void console_stop_sources();

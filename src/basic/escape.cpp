@@ -5,15 +5,14 @@
 #include <string_view>
 
 #include "basic/console.h"
-#include "basic/help.h"
 #include "basic/power.h"
-#include "basic/sessions.h"
-#include "link/command.h"
+#include "front/escape.h"
+#include "front/help.h"
+#include "front/sessions.h"
 #include "link/connection.h"
 #include "link/owned.h"
 #include "text/printable.h"
 
-uint8_t escape_pending;
 InputHook input_hook;
 
 namespace {
@@ -141,12 +140,5 @@ void basic_stdin_read_cb(ustream *stream, int available)
         if (port_is_stuck(zorvad)) {
             read_gate_hold(typed_input, HOLD_SINK);
         }
-    }
-}
-
-void send_break()
-{
-    if (send_bare_command(zorvad, "BREAK", nullptr, nullptr) != 0) {
-        ulog(LOG_ERR, "Could not send serial break command\n");
     }
 }

@@ -9,14 +9,8 @@
 // Receives every chunk of standard input in place of the port. A NUL follows the bytes.
 using InputHook = void (*)(const char *chunk, int32_t length);
 
-// The escape character was typed and the next key is a command; used by both front ends.
-extern uint8_t escape_pending;
-
 // One slot: the latest setter wins; null when input goes to the port.
 extern InputHook input_hook;
 
 // Read callback of the standard-input stream.
 void basic_stdin_read_cb(ustream *stream, int available);
-
-// Asks the daemon for a serial break.
-void send_break();

@@ -4,7 +4,7 @@
 #include <string.h>
 
 #include "basic/console.h"
-#include "basic/help.h"
+#include "front/escape.h"
 #include "link/connection.h"
 #include "link/owned.h"
 #include "text/printable.h"

@@ -4,10 +4,10 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "front/sessions.h"
 #include "link/command.h"
 #include "link/connection.h"
 #include "link/owned.h"
-#include "main/options.h"
 
 namespace {
 

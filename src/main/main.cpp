@@ -2,10 +2,8 @@
 
 #include <stdio.h>
 
-#include "basic/console.h"
-#include "basic/port_info.h"
+#include "basic/start.h"
 #include "dep/ubox.h"
-#include "link/command.h"
 #include "link/connection.h"
 #include "main/identity.h"
 #include "main/options.h"
@@ -15,13 +13,17 @@
 
 namespace {
 
-void start_basic_interface()
+void start_front_end()
 {
-    basic_streams_init();
-    zorvad.output_sink = basic_output_sink;
-    basic_raw_mode();
-    if (send_bare_command(zorvad, "PORT_INFO", nullptr, basic_port_info_reply) != 0) {
-        ulog(LOG_ERR, "Could not send port info command\n");
+    front_end = use_basic_interface ? &basic_front_end : &tui_front_end;
+    const bool started = front_end->start(zorvad) == 0;
+    if (uloop_cancelled) {
+        signals_let_end(); // it was ended while it waited in the background for its terminal
+    }
+    if (!started) {
+        use_basic_interface = 1;
+        front_end = &basic_front_end;
+        (void)front_end->start(zorvad); // needs nothing
     }
 }
 
@@ -42,20 +44,12 @@ int run()
         return -1;
     }
     announce_user();
-    if (!use_basic_interface && tui_start(zorvad) != 0) {
-        use_basic_interface = 1;
-    }
-    if (uloop_cancelled) {
-        signals_let_end(); // it was ended while it waited in the background for its terminal
-    }
-    if (use_basic_interface) {
-        start_basic_interface();
-    }
+    start_front_end();
     session_run();
     signals_let_end();
     session_flush();
-    if (!use_basic_interface) {
-        tui_stop();
+    if (front_end->stop != nullptr) {
+        front_end->stop();
     }
     return 0;
 }

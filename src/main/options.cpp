@@ -3,9 +3,9 @@
 #include <stdio.h>
 
 #include "dep/argtable.h"
+#include "front/sessions.h"
 
 uint8_t use_basic_interface;
-const char *access_right = "access";
 
 namespace {
 

@@ -3,11 +3,8 @@
 
 #include <stdint.h>
 
-// The basic interface is in use: asked for, or the terminal UI could not start.
+// The basic interface is in use: asked for, or the terminal UI could not start. Only main asks.
 extern uint8_t use_basic_interface;
-
-// The user's access right as given on the command line; "admin" unlocks the sessions commands.
-extern const char *access_right;
 
 // Why the program ends, or not.
 enum class CommandLine {
@@ -17,8 +14,9 @@ enum class CommandLine {
     NO_MEMORY,
 };
 
-// The argument table is built by options_init, read by options_parse (which sets the globals above)
-// and freed by options_free, after which access_right is no longer valid.
+// The argument table is built by options_init, read by options_parse (which sets
+// use_basic_interface and access_right) and freed by options_free, after which access_right is no
+// longer valid.
 [[nodiscard]] CommandLine options_init();
 [[nodiscard]] CommandLine options_parse(int argument_count, char **arguments);
 const char *options_port();

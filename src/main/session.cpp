@@ -6,12 +6,10 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "basic/console.h"
 #include "dep/ubox.h"
+#include "front/front_end.h"
 #include "link/clock.h"
 #include "link/connection.h"
-#include "main/options.h"
-#include "tui/input.h"
 
 namespace {
 
@@ -23,14 +21,6 @@ bool is_end_signal(int status)
     return status == SIGINT || status == SIGTERM;
 }
 
-bool is_written(const ustream &stream)
-{
-    return stream.write_error || stream.w.data_bytes == 0;
-}
-
-// Where the port's output ends, counted as its gate does.
-int64_t output_end;
-
 // What has come from the port and was not read yet.
 int64_t output_waiting()
 {
@@ -39,11 +29,22 @@ int64_t output_waiting()
     return zorvad.data_stream.stream.r.data_bytes + in_socket;
 }
 
-// After a hang-up of cmd.sck alone the port may go on, maybe for ever.
-bool port_output_is_read()
+// A source that never runs dry must not keep the client from ending: only what there is goes on.
+// Returns where the port's output ends, counted as its gate does: after a hang-up of cmd.sck alone
+// the port may go on, maybe for ever.
+int64_t stop_sources()
+{
+    front_end->stop_sources();
+    if (front_end->printed == nullptr || !zorvad.hung_up) {
+        read_gate_hold(zorvad.port_output, HOLD_END);
+    }
+    return zorvad.port_output.bytes + output_waiting();
+}
+
+bool port_output_is_read(int64_t output_end)
 {
     ReadGate &output = zorvad.port_output;
-    if ((output.holds & HOLD_END) != 0 || stdout_stream.stream.write_error) {
+    if ((output.holds & HOLD_END) != 0 || front_end->printed->stream.write_error) {
         return true;
     }
     read_gate_poll(output); // until nothing is left, unless it has to wait
@@ -54,10 +55,15 @@ bool port_output_is_read()
     return output.holds == 0;
 }
 
-bool is_flushed()
+bool is_written(const ustream_fd &stream)
 {
-    return port_output_is_read() && is_written(zorvad.data_stream.stream) &&
-           (!use_basic_interface || is_written(stdout_stream.stream));
+    return stream.stream.write_error || stream.stream.w.data_bytes == 0;
+}
+
+bool is_flushed(int64_t output_end)
+{
+    return port_output_is_read(output_end) && is_written(zorvad.data_stream) &&
+           (front_end->printed == nullptr || is_written(*front_end->printed));
 }
 
 // What the other side of a descriptor has not taken, where the system tells: a socket's in whole
@@ -76,7 +82,7 @@ int untaken_bytes(int descriptor)
 struct Progress {
     int typed;
     int untaken_by_port;
-    int shown;
+    int printed;
     int untaken_by_terminal;
     int64_t read;
 
@@ -85,38 +91,22 @@ struct Progress {
 
 Progress progress_now()
 {
-    const int typed = zorvad.data_stream.stream.w.data_bytes;
-    const int untaken_by_port = untaken_bytes(zorvad.data_stream.fd.fd);
-    if (!use_basic_interface) {
-        return {typed, untaken_by_port, 0, 0, 0}; // the screen goes on changing
+    Progress now = {};
+    now.typed = zorvad.data_stream.stream.w.data_bytes;
+    now.untaken_by_port = untaken_bytes(zorvad.data_stream.fd.fd);
+    if (const ustream_fd *printed = front_end->printed) {
+        now.printed = printed->stream.w.data_bytes;
+        now.untaken_by_terminal = untaken_bytes(printed->fd.fd);
+        now.read = zorvad.port_output.bytes;
     }
-    return {typed, untaken_by_port, stdout_stream.stream.w.data_bytes, untaken_bytes(STDOUT_FILENO),
-            zorvad.port_output.bytes};
+    return now;
 }
 
-// A source that never runs dry must not keep the client from ending: only what there is goes on.
-void stop_sources()
-{
-    // Keys typed before a signal may not have been read yet.
-    if (!use_basic_interface) {
-        tui_input_finish();
-    } else {
-        if (!zorvad.hung_up) {
-            read_gate_poll(typed_input);
-        }
-        console_stop_sources();
-    }
-    if (!use_basic_interface || !zorvad.hung_up) {
-        read_gate_hold(zorvad.port_output, HOLD_END);
-    }
-    output_end = zorvad.port_output.bytes + output_waiting();
-}
-
-bool flush_with_patience()
+bool flush_with_patience(int64_t output_end)
 {
     Progress last = progress_now();
     int64_t give_up = monotonic_ms() + PATIENCE_MS;
-    while (!is_flushed()) {
+    while (!is_flushed(output_end)) {
         if (is_end_signal(uloop_run_timeout(FLUSH_STEP_MS))) {
             return false;
         }
@@ -144,9 +134,9 @@ void session_run()
 
 void session_flush()
 {
-    stop_sources();
-    if (!flush_with_patience() && use_basic_interface) {
+    const int64_t output_end = stop_sources();
+    if (!flush_with_patience(output_end) && front_end->printed != nullptr) {
         // What the terminal does not take must not keep its settings from being restored.
-        tcflush(STDOUT_FILENO, TCOFLUSH);
+        tcflush(front_end->printed->fd.fd, TCOFLUSH);
     }
 }

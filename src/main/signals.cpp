@@ -1,16 +1,12 @@
 #include "main/signals.h"
 
-#include <fcntl.h>
 #include <signal.h>
-#include <unistd.h>
 
-#include "basic/console.h"
 #include "basic/power.h"
 #include "dep/ubox.h"
+#include "front/front_end.h"
 #include "link/connection.h"
 #include "link/wake.h"
-#include "main/options.h"
-#include "tui/start.h"
 
 namespace {
 
@@ -52,19 +48,6 @@ void end_session()
     connection_quit(zorvad);
 }
 
-// Whether the shell or another job has the terminal. False as well where the client uses none that
-// could be taken from it.
-bool in_background()
-{
-    const int terminal =
-        use_basic_interface ? STDIN_FILENO : open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC);
-    const pid_t foreground = tcgetpgrp(terminal);
-    if (!use_basic_interface) {
-        close(terminal);
-    }
-    return foreground > 0 && foreground != getpgrp();
-}
-
 // Stops as if the signal had never been caught, and returns when continued. False where nobody
 // could continue the client: the system does not stop it then, and no SIGCONT comes.
 bool stop_by(int signal_number)
@@ -78,24 +61,16 @@ bool stop_by(int signal_number)
 void take_terminal_back()
 {
     // Nothing of the terminal is touched before it is the client's again, with the next SIGCONT.
-    if (in_background() && stop_by(SIGTTOU)) {
+    if (front_end->in_background() && stop_by(SIGTTOU)) {
         return;
     }
-    if (use_basic_interface) {
-        basic_resume_terminal();
-    } else {
-        tui_resume();
-    }
+    front_end->resume();
 }
 
 // Gives the terminal back and stops.
 void stop_client()
 {
-    if (use_basic_interface) {
-        basic_restore_terminal();
-    } else {
-        tui_suspend();
-    }
+    front_end->suspend();
     signal(SIGTSTP, SIG_DFL);
     const bool stopped = stop_by(SIGTSTP);
     install(SIGTSTP);

@@ -2,10 +2,10 @@
 
 #include <string.h>
 
-#include "basic/escape.h"
-#include "basic/help.h"
-#include "basic/sessions.h"
 #include "dep/termbox.h"
+#include "front/escape.h"
+#include "front/help.h"
+#include "front/sessions.h"
 #include "link/connection.h"
 #include "link/owned.h"
 #include "tui/popup.h"
@@ -83,16 +83,6 @@ void open_help()
     }
 }
 
-void list_sessions()
-{
-    if (may_manage_sessions()) {
-        send_list_sessions();
-        return;
-    }
-    popup_open(no_permission_text, 3 * (widget_list->width / 4), 2 * (widget_list->height / 4),
-               nullptr);
-}
-
 void open_history()
 {
     const int height = widget_list->height;
@@ -114,7 +104,7 @@ bool run_command(uint32_t key)
         send_break();
         return true;
     case 'd':
-        list_sessions();
+        sessions_request();
         return true;
     case 's':
         open_history();

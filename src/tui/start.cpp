@@ -1,9 +1,13 @@
 #include "tui/start.h"
 
+#include <fcntl.h>
 #include <stdio.h>
+#include <string.h>
 
 #include "dep/termbox.h"
+#include "front/sessions.h"
 #include "tui/input.h"
+#include "tui/popup.h"
 #include "tui/screen.h"
 #include "tui/statusbar.h"
 #include "tui/term_widget.h"
@@ -25,11 +29,6 @@ int open_screen()
         (void)tb_set_output_mode(TB_OUTPUT_NORMAL);
     }
     return result;
-}
-
-void tui_output_sink(const char *bytes, int32_t length)
-{
-    widget_list_feed(bytes, length, widget_list);
 }
 
 bool add_widget(Widget *widget)
@@ -62,12 +61,66 @@ int give_up()
     return -1;
 }
 
-} // namespace
-
-int tui_start(DaemonConnection &connection)
+int start(DaemonConnection &connection)
 {
     return tui_start_on("/dev/tty", connection);
 }
+
+void suspend()
+{
+    tui_input_stop();
+    screen_stop();
+}
+
+void resume()
+{
+    suspend(); // whoever continued the client may have used the terminal in between
+    if (open_screen() != TB_OK || tui_input_start() != 0) {
+        connection_quit(zorvad);
+        return;
+    }
+    widget_list_resize(widget_list, tb_height(), tb_width());
+}
+
+bool in_background()
+{
+    const int terminal = open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC);
+    const bool another_has_it = is_another_jobs(terminal);
+    close(terminal);
+    return another_has_it;
+}
+
+// A popup looks after its bytes itself.
+char *field_copy(const char *text)
+{
+    return strdup(text);
+}
+
+void show_notice(const char *text)
+{
+    popup_open(text, 3 * (widget_list->width / 4), 2 * (widget_list->height / 4), nullptr);
+}
+
+void show_sessions(const char *text)
+{
+    popup_open(text, 7 * (widget_list->width / 8), 3 * (widget_list->height / 4),
+               confirm_disconnect_key);
+}
+
+} // namespace
+
+const FrontEnd tui_front_end = {
+    .start = start,
+    .stop = tui_stop,
+    .suspend = suspend,
+    .resume = resume,
+    .in_background = in_background,
+    .stop_sources = tui_input_finish,
+    .printed = nullptr, // the screen goes on changing
+    .field_copy = field_copy,
+    .show_notice = show_notice,
+    .show_sessions = show_sessions,
+};
 
 int tui_start_on(const char *terminal, DaemonConnection &connection)
 {
@@ -89,18 +142,8 @@ void tui_stop()
     screen_stop();
 }
 
-void tui_suspend()
+void confirm_disconnect_key(const char *input, WidgetList *list, Widget *widget)
 {
-    tui_input_stop();
-    screen_stop();
-}
-
-void tui_resume()
-{
-    tui_suspend(); // whoever continued the client may have used the terminal in between
-    if (open_screen() != TB_OK || tui_input_start() != 0) {
-        connection_quit(zorvad);
-        return;
-    }
-    widget_list_resize(widget_list, tb_height(), tb_width());
+    sessions_answer(input);
+    widget_list_remove(list, widget);
 }

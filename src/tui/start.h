@@ -1,18 +1,16 @@
-// Brings the terminal UI up and takes it down.
+// The terminal UI as a front end.
 #pragma once
 
-#include "link/connection.h"
+#include "front/front_end.h"
+#include "tui/widget/widget.h"
 
-// Starts the terminal UI on /dev/tty. Returns 0 when it runs; otherwise nothing has changed and the
-// caller uses the basic interface.
-[[nodiscard]] int tui_start(DaemonConnection &connection);
+extern const FrontEnd tui_front_end;
 
-// The same on another terminal.
+// Starts the terminal UI on a terminal. Returns 0 when it runs; otherwise nothing has changed.
 [[nodiscard]] int tui_start_on(const char *terminal, DaemonConnection &connection);
 
 // Gives the terminal back; does nothing when the terminal UI does not run.
 void tui_stop();
 
-// Give the terminal to somebody else for a while and take it back, with the same picture.
-void tui_suspend();
-void tui_resume();
+// Key handler of the sessions popup: any key answers the question and closes the popup.
+void confirm_disconnect_key(const char *input, WidgetList *list, Widget *widget);

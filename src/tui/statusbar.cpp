@@ -5,7 +5,7 @@
 #include <string.h>
 #include <string_view>
 
-#include "basic/help.h"
+#include "front/escape.h"
 #include "dep/termbox.h"
 #include "link/command.h"
 #include "link/owned.h"

@@ -12,7 +12,9 @@
 
 #include "basic/console.h"
 #include "basic/escape.h"
-#include "main/options.h"
+#include "basic/start.h"
+#include "front/escape.h"
+#include "front/sessions.h"
 #include "tui/input.h"
 #include "tui/start.h"
 #include "tui/widget/widget_list.h"
@@ -69,7 +71,7 @@ TerminalUi::TerminalUi(int columns, int rows)
         throw std::runtime_error("no pty");
     }
     setenv("TERM", "xterm", 1);
-    use_basic_interface = 0;
+    front_end = &tui_front_end;
     access_right = "admin";
     escape_pending = 0;
     fcntl(terminal, F_SETFL, O_NONBLOCK);
@@ -124,7 +126,7 @@ BasicInterface::BasicInterface()
     saved_output = dup(STDOUT_FILENO);
     open_nothing_at(STDOUT_FILENO);
     fcntl(keyboard, F_SETFL, O_NONBLOCK);
-    use_basic_interface = 1;
+    front_end = &basic_front_end;
     access_right = "admin";
     escape_pending = 0;
     input_hook = nullptr;

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "basic/port_info.h"
-#include "basic/sessions.h"
+#include "front/sessions.h"
 #include "fuzz/front_end.h"
 #include "link/command.h"
 #include "tui/port_history.h"

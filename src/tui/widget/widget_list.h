@@ -41,6 +41,9 @@ void widget_list_resize(WidgetList *list, int height, int width);
 // Hands port output to every widget and repaints the screen, but not for every piece of a flood.
 void widget_list_feed(const char *bytes, int length, WidgetList *list);
 
+// Output sink of the terminal UI: feeds the one list.
+void tui_output_sink(const char *bytes, int32_t length);
+
 // Hands input to the top widget.
 void widget_list_input(const char *bytes, int length, WidgetList *list);
 

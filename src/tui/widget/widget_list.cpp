@@ -133,6 +133,11 @@ void widget_list_feed(const char *bytes, int length, WidgetList *list)
     }
 }
 
+void tui_output_sink(const char *bytes, int32_t length)
+{
+    widget_list_feed(bytes, length, widget_list);
+}
+
 void widget_list_input(const char *bytes, int length, WidgetList *list)
 {
     if (list_empty(&list->widgets)) {

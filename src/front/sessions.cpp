@@ -1,34 +1,28 @@
-#include "basic/sessions.h"
+#include "front/sessions.h"
 
 #include <string.h>
 
-#include "basic/console.h"
-#include "basic/escape.h"
+#include "front/front_end.h"
 #include "link/command.h"
 #include "link/connection.h"
 #include "link/owned.h"
-#include "main/options.h"
-#include "text/printable.h"
-#include "tui/popup.h"
-#include "tui/widget/widget_list.h"
 
-const char no_permission_text[] = "Your current access rights on this port\r\n"
-                                  "do not give you permission to list or disconnect sessions\r\n";
+const char *access_right = "access";
 
 namespace {
 
+constexpr char no_permission_text[] =
+    "Your current access rights on this port\r\n"
+    "do not give you permission to list or disconnect sessions\r\n";
 constexpr char no_sessions_text[] = "There are no other sessions on this port\r\n";
 constexpr char sessions_header[] = "\t\t==== Sessions ====\r\n"
                                    "The following sessions are active on this port\r\n\r\n";
 constexpr char sessions_footer[] = "\nPress 'Y' to disconnect these sessions\r\n"
                                    " or any other key to exit this menu\r\n";
 
-// A text member as it may be shown: what is printed on the terminal carries no control characters,
-// while a popup looks after its bytes itself.
 Text member_text(node *session, const char *name)
 {
-    const char *text = node_get_string(node_object_get(session, name));
-    return Text(use_basic_interface ? printable_copy(text, false) : strdup(text));
+    return Text(front_end->field_copy(node_get_string(node_object_get(session, name))));
 }
 
 void append_session(string_list *lines, node *session)
@@ -59,45 +53,14 @@ Text sessions_text(node *sessions)
     return Text(sl_join(lines.get(), ""));
 }
 
-void show_no_sessions()
-{
-    if (use_basic_interface) {
-        console_print(no_sessions_text);
-        return;
-    }
-    popup_open(no_sessions_text, 3 * (widget_list->width / 4), 2 * (widget_list->height / 4),
-               nullptr);
-}
-
-void show_sessions(const char *text)
-{
-    if (use_basic_interface) {
-        console_print(text);
-        input_hook = confirm_disconnect_hook;
-        return;
-    }
-    popup_open(text, 7 * (widget_list->width / 8), 3 * (widget_list->height / 4),
-               confirm_disconnect_key);
-}
-
-bool is_yes(const char *answer)
-{
-    return strcmp(answer, "Y") == 0;
-}
-
 } // namespace
-
-bool may_manage_sessions()
-{
-    return strcmp(access_right, "admin") == 0;
-}
 
 void sessions_request()
 {
-    if (may_manage_sessions()) {
+    if (strcmp(access_right, "admin") == 0) {
         send_list_sessions();
     } else {
-        console_print(no_permission_text);
+        front_end->show_notice(no_permission_text);
     }
 }
 
@@ -117,16 +80,13 @@ void send_disconnect_sessions()
 
 void sessions_reply(node *reply, void *)
 {
-    if (use_basic_interface && console_is_stuck()) {
-        return; // asked for before, maybe many times
-    }
     node *sessions = node_object_get(reply, "sessions");
     if (sessions == nullptr) {
         ulog(LOG_ERR, "Could not retrieve sessions list\n");
         return;
     }
     if (node_array_count(sessions) == 0) {
-        show_no_sessions();
+        front_end->show_notice(no_sessions_text);
         return;
     }
     const Text text = sessions_text(sessions);
@@ -134,21 +94,12 @@ void sessions_reply(node *reply, void *)
         ulog(LOG_ERR, "Could not allocate sessions text\n");
         return;
     }
-    show_sessions(text.get());
+    front_end->show_sessions(text.get());
 }
 
-void confirm_disconnect_key(const char *input, WidgetList *list, Widget *widget)
+void sessions_answer(const char *answer)
 {
-    if (is_yes(input)) {
+    if (strcmp(answer, "Y") == 0) {
         send_disconnect_sessions();
     }
-    widget_list_remove(list, widget);
-}
-
-void confirm_disconnect_hook(const char *chunk, int32_t)
-{
-    if (is_yes(chunk)) {
-        send_disconnect_sessions();
-    }
-    input_hook = nullptr;
 }

@@ -1,9 +1,12 @@
-#include "basic/help.h"
+#include "front/escape.h"
 
 #include <stdio.h>
 #include <string.h>
 
+#include "link/command.h"
 #include "link/connection.h"
+
+uint8_t escape_pending;
 
 namespace {
 
@@ -22,14 +25,6 @@ constexpr EscapeName escape_names[] = {
     {0x1f, "Ctrl-_"}, {0x20, "SPACE"},  {0x7f, "Ctrl-?"},  {0, nullptr},
 };
 
-constexpr char help_template[] = "\t\t====Terminal Port Help====\r\n"
-                                 "\tEscape-Char: %s\r\n"
-                                 "\tEscape-Char q to quit\r\n"
-                                 "\tEscape-Char b to send serial break\r\n"
-                                 "\tEscape-Char d to list or disconnect other sessions\r\n"
-                                 "\tEscape-Char s for port history (graphical terminal only)\r\n"
-                                 "\tEscape-Char ? for this help\r\n";
-
 } // namespace
 
 void escape_name(unsigned char character, char *name, size_t size)
@@ -43,10 +38,9 @@ void escape_name(unsigned char character, char *name, size_t size)
     snprintf(name, size, "%c", character);
 }
 
-char *help_text()
+void send_break()
 {
-    char name[16] = "";
-    escape_name(zorvad.escape_char, name, sizeof name - 1);
-    char *text = nullptr;
-    return asprintf(&text, help_template, name) < 0 ? nullptr : text;
+    if (send_bare_command(zorvad, "BREAK", nullptr, nullptr) != 0) {
+        ulog(LOG_ERR, "Could not send serial break command\n");
+    }
 }

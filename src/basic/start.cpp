@@ -1,0 +1,69 @@
+#include "basic/start.h"
+
+#include "basic/console.h"
+#include "basic/escape.h"
+#include "basic/port_info.h"
+#include "front/sessions.h"
+#include "link/command.h"
+#include "text/printable.h"
+
+namespace {
+
+int start(DaemonConnection &connection)
+{
+    basic_streams_init();
+    connection.output_sink = basic_output_sink;
+    basic_raw_mode();
+    if (send_bare_command(connection, "PORT_INFO", nullptr, basic_port_info_reply) != 0) {
+        ulog(LOG_ERR, "Could not send port info command\n");
+    }
+    return 0;
+}
+
+bool in_background()
+{
+    return is_another_jobs(STDIN_FILENO);
+}
+
+// What is printed on the terminal must not drive it.
+char *field_copy(const char *text)
+{
+    return printable_copy(text, false);
+}
+
+void show_notice(const char *text)
+{
+    if (!console_is_stuck()) {
+        console_print(text);
+    }
+}
+
+// Asked for before, maybe many times: a terminal that takes nothing is not asked.
+void show_sessions(const char *text)
+{
+    if (!console_is_stuck()) {
+        console_print(text);
+        input_hook = confirm_disconnect_hook;
+    }
+}
+
+} // namespace
+
+const FrontEnd basic_front_end = {
+    .start = start,
+    .stop = nullptr,
+    .suspend = basic_restore_terminal,
+    .resume = basic_resume_terminal,
+    .in_background = in_background,
+    .stop_sources = console_stop_sources,
+    .printed = &stdout_stream,
+    .field_copy = field_copy,
+    .show_notice = show_notice,
+    .show_sessions = show_sessions,
+};
+
+void confirm_disconnect_hook(const char *chunk, int32_t)
+{
+    sessions_answer(chunk);
+    input_hook = nullptr;
+}

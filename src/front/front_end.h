@@ -1,0 +1,47 @@
+// What a front end is to the rest of the program: one of two records of operations, filled by the
+// basic interface and by the terminal UI. main picks one for the whole run.
+#pragma once
+
+#include <unistd.h>
+
+#include "dep/ubox.h"
+#include "link/connection.h"
+
+struct FrontEnd {
+    // Takes the terminal and the port's output. Returns 0, or another value where it has no
+    // terminal; nothing has changed then.
+    int (*start)(DaemonConnection &connection);
+    // Gives the terminal back. Null where the exit handler does that.
+    void (*stop)(void);
+
+    // Give the terminal to somebody else for a while, and take it back.
+    void (*suspend)(void);
+    void (*resume)(void);
+    // Whether the shell or another job has the terminal. False as well where none is used that
+    // could be taken away.
+    bool (*in_background)(void);
+
+    // The session is over: hands on what was typed and not read yet, and reads no more.
+    void (*stop_sources)(void);
+    // What must have been written before the client ends, port output that has come included. Null
+    // where a part of the output may be missing.
+    ustream_fd *printed;
+
+    // A text of the daemon as it may stand in a text that is shown; freed with free. Null when
+    // memory is short.
+    char *(*field_copy)(const char *text);
+    // Shows a text that asks nothing.
+    void (*show_notice)(const char *text);
+    // Shows the list of sessions and hands the answer to sessions_answer.
+    void (*show_sessions)(const char *text);
+};
+
+// The one that runs; set by main before its start.
+inline const FrontEnd *front_end;
+
+// Whether another process group has the terminal; false for what is no terminal of this session.
+inline bool is_another_jobs(int terminal)
+{
+    const pid_t foreground = tcgetpgrp(terminal);
+    return foreground > 0 && foreground != getpgrp();
+}

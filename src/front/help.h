@@ -1,0 +1,6 @@
+// The help text.
+#pragma once
+
+// A new help text that names the port's escape character; freed with free. Null when memory is
+// short.
+[[nodiscard]] char *help_text();
