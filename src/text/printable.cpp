@@ -3,6 +3,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <bit>
+
 namespace {
 
 unsigned char byte_at(std::string_view text, size_t index)
@@ -10,24 +12,16 @@ unsigned char byte_at(std::string_view text, size_t index)
     return static_cast<unsigned char>(text[index]);
 }
 
-// The length that a first byte promises; 0 for a byte that begins nothing.
+// The length that a first byte promises, 1 to 6, also where no character is that long.
 uint8_t promised_length(unsigned char first)
 {
-    if (first < 0x80) {
-        return 1;
-    }
-    if (first >= 0xc2 && first <= 0xdf) {
-        return 2;
-    }
-    if (first >= 0xe0 && first <= 0xef) {
-        return 3;
-    }
-    return first >= 0xf0 && first <= 0xf4 ? 4 : 0;
+    const int ones = std::countl_one(first);
+    return ones < 2 || ones > 6 ? 1 : static_cast<uint8_t>(ones);
 }
 
-bool is_continuation(unsigned char byte)
+bool begins_character(unsigned char first)
 {
-    return (byte & 0xc0) == 0x80;
+    return first < 0x80 || (first >= 0xc2 && first <= 0xf4);
 }
 
 } // namespace
@@ -37,32 +31,34 @@ Character decode_character(std::string_view text)
     constexpr uint32_t SMALLEST[] = {0, 0, 0x80, 0x800, 0x10000};
     const unsigned char first = byte_at(text, 0);
     const uint8_t length = promised_length(first);
-    const Character bad = {first, 1, false};
-    if (length == 0 || length > text.size()) {
+    uint8_t span = 1;
+    while (span < length && span < text.size() && continues_character(text[span])) {
+        span++;
+    }
+    const Character bad = {first, 1, false, span, span < length && span == text.size()};
+    if (span < length || !begins_character(first)) {
         return bad;
     }
     uint32_t code_point = length == 1 ? first : first & (0x7fU >> length);
     for (size_t i = 1; i < length; i++) {
-        if (!is_continuation(byte_at(text, i))) {
-            return bad;
-        }
         code_point = code_point << 6 | (byte_at(text, i) & 0x3fU);
     }
     const bool surrogate = code_point >= 0xd800 && code_point <= 0xdfff;
     if (code_point < SMALLEST[length] || surrogate || code_point > 0x10ffff) {
         return bad;
     }
-    return {code_point, length, true};
+    return {code_point, length, true, length, false};
 }
 
 size_t incomplete_tail(std::string_view bytes)
 {
     for (size_t back = 1; back <= 3 && back <= bytes.size(); back++) {
-        const unsigned char byte = byte_at(bytes, bytes.size() - back);
-        if (is_continuation(byte)) {
+        const char byte = bytes[bytes.size() - back];
+        if (continues_character(byte)) {
             continue;
         }
-        return promised_length(byte) > back ? back : 0;
+        const auto first = static_cast<unsigned char>(byte);
+        return begins_character(first) && promised_length(first) > back ? back : 0;
     }
     return 0;
 }

@@ -11,8 +11,18 @@ struct Character {
     uint32_t code_point;
     uint8_t length;
     bool valid;
+    // The same, also where it is not valid: the bytes that make up what the first one promises, as
+    // far as they are there, 1 to 6.
+    uint8_t span;
+    bool cut; // the text ends before the promise is kept
 };
 Character decode_character(std::string_view text);
+
+// Whether the byte can only come after another one of the same character.
+constexpr bool continues_character(char byte)
+{
+    return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
+}
 
 // The length of an incomplete UTF-8 sequence at the end of the bytes, 0 to 3.
 size_t incomplete_tail(std::string_view bytes);

@@ -1,23 +1,13 @@
 #include "tui/port_character.h"
 
+#include "text/printable.h"
 #include "text/width.h"
 #include "tui/port_guard.h"
 
-PortVerdict port_judge_character(const char *bytes, int length, int marks)
+PortVerdict port_judge_character(uint32_t code_point, int marks)
 {
-    constexpr uint32_t SMALLEST[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (length > 4) {
-        return PortVerdict::REPLACE;
-    }
-    uint32_t code_point = static_cast<unsigned char>(bytes[0]) & (0x7fU >> length);
-    for (int i = 1; i < length; i++) {
-        code_point = code_point << 6 | (static_cast<unsigned char>(bytes[i]) & 0x3fU);
-    }
-    if (code_point < SMALLEST[length] || code_point > 0x10ffff) {
-        return PortVerdict::REPLACE;
-    }
-    if (code_point < 0xa0) {
-        // Controls: libvterm would print them with a width of -1, out of the screen on the left.
+    if (is_control(code_point)) {
+        // libvterm would print them with a width of -1, out of the screen on the left.
         return PortVerdict::DROP;
     }
     if ((code_point >= 0x302a && code_point <= 0x302f) ||

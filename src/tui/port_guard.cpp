@@ -5,13 +5,21 @@
 
 #include <algorithm>
 
-#include "tui/port_held.h"
+#include "text/printable.h"
+#include "tui/port_character.h"
 #include "tui/port_scan.h"
+#include "tui/port_sequence.h"
 
 namespace {
 
 // libvterm sets aside four bytes of stack for each byte that it has not looked at yet.
 constexpr ptrdiff_t PIECE = 4096;
+// What is looked at together: bytes held back and some that follow.
+constexpr size_t JOINED = sizeof PortGuard::held + 256;
+constexpr std::string_view REPLACEMENT = "\xef\xbf\xbd";
+constexpr char BELL = 0x07;
+constexpr char CANCEL = 0x18;
+constexpr char SUBSTITUTE = 0x1a;
 
 // A walk over the caller's bytes.
 struct Walk {
@@ -44,11 +52,41 @@ void send_piece(Walk &walk)
     }
 }
 
+void write(VTerm *vt, std::string_view bytes)
+{
+    vterm_input_write(vt, bytes.data(), bytes.size());
+}
+
+// Sends what comes before the next bytes and leaves those out.
+void leave_out(Walk &walk, size_t length)
+{
+    send(walk);
+    walk.at += length;
+    walk.unsent = walk.at;
+}
+
+void hold_back(PortGuard &guard, std::string_view bytes)
+{
+    guard.held_length = static_cast<uint16_t>(bytes.size());
+    memcpy(guard.held, bytes.data(), bytes.size());
+}
+
 void keep_glyph(Walk &walk)
 {
     if (walk.glyph) {
-        port_note_glyph(walk.guard, walk.glyph, port_character_length(byte_at(walk.glyph)));
+        const std::string_view from(walk.glyph, static_cast<size_t>(walk.end - walk.glyph));
+        walk.guard.glyph_length = decode_character(from).length;
+        memcpy(walk.guard.glyph, walk.glyph, walk.guard.glyph_length);
         walk.glyph = nullptr;
+    }
+}
+
+void keep_mark(PortGuard &guard, std::string_view mark)
+{
+    guard.marks++;
+    if (guard.glyph_length > 0 && guard.glyph_length + mark.size() <= sizeof guard.glyph) {
+        memcpy(guard.glyph + guard.glyph_length, mark.data(), mark.size());
+        guard.glyph_length = static_cast<uint8_t>(guard.glyph_length + mark.size());
     }
 }
 
@@ -95,7 +133,7 @@ int common_character_length(const char *at)
         return whole && common ? 3 : 0;
     }
     const bool common = (first >= 0xc3 && first <= 0xcb) || (first >= 0xce && first <= 0xd1);
-    return common && port_continues_character(second) ? 2 : 0;
+    return common && continues_character(at[1]) ? 2 : 0;
 }
 
 void pass_common_characters(Walk &walk)
@@ -118,63 +156,37 @@ void pass_common_characters(Walk &walk)
     }
 }
 
-void replace(Walk &walk, ptrdiff_t length)
-{
-    send(walk);
-    walk.at += length;
-    walk.unsent = walk.at;
-    vterm_input_write(walk.vt, PORT_REPLACEMENT, 3);
-    note_printed(walk, PORT_REPLACEMENT);
-}
-
-void hold_back(Walk &walk, ptrdiff_t length)
-{
-    send(walk);
-    keep_glyph(walk);
-    walk.at += length;
-    walk.unsent = walk.at;
-}
-
-// One character of more than one byte, or a byte that no character begins with: libvterm shows
-// U+FFFD for the latter, and for a whole character that is none.
+// One character of more than one byte, or bytes that are none: one U+FFFD for all that belong
+// together.
 void pass_character(Walk &walk)
 {
-    const char *begin = walk.at;
-    const int length = port_character_length(byte_at(begin));
-    int present = 1;
-    while (present < length && begin + present < walk.end &&
-           port_continues_character(byte_at(begin + present))) {
-        present++;
-    }
-    if (present < length && begin + present == walk.end) {
-        hold_back(walk, present);
-        port_hold_character(walk.guard, begin, present);
+    const std::string_view bytes(walk.at, static_cast<size_t>(walk.end - walk.at));
+    const Character character = decode_character(bytes);
+    if (character.cut) {
+        leave_out(walk, bytes.size());
+        keep_glyph(walk);
+        hold_back(walk.guard, bytes);
         return;
     }
-    PortVerdict verdict = PortVerdict::REPLACE;
-    if (length == 1) {
-        verdict = PortVerdict::PASS;
-    } else if (present == length) {
-        verdict = port_judge_character(begin, length, walk.guard.marks);
+    if (!character.valid) {
+        leave_out(walk, character.span);
+        write(walk.vt, REPLACEMENT);
+        note_printed(walk, REPLACEMENT.data());
+        return;
     }
-    switch (verdict) {
+    switch (port_judge_character(character.code_point, walk.guard.marks)) {
     case PortVerdict::PASS:
         send_piece(walk);
-        walk.at += length;
-        note_printed(walk, begin);
+        note_printed(walk, walk.at);
+        walk.at += character.length;
         break;
     case PortVerdict::MARK:
-        walk.at += length;
         keep_glyph(walk);
-        port_note_mark(walk.guard, begin, length);
-        break;
-    case PortVerdict::REPLACE:
-        replace(walk, present);
+        keep_mark(walk.guard, {walk.at, character.length});
+        walk.at += character.length;
         break;
     case PortVerdict::DROP:
-        send(walk);
-        walk.at += length;
-        walk.unsent = walk.at;
+        leave_out(walk, character.length);
         break;
     }
 }
@@ -194,72 +206,210 @@ bool within_limits(const char *at, const char *end)
     return true;
 }
 
-// The end of a control sequence, given its first byte after the "[", when it is all there and needs
-// no closer look; else null.
-const char *plain_csi_end(PortGuard &guard, const char *at, const char *end)
+// The end of a control sequence that is all there and passes as it is, as most are; else null. The
+// others are read whole.
+const char *plain_csi_end(const char *at, const char *end)
 {
-    if (at < end && *at >= '<' && *at <= '?') {
-        at++;
-    }
-    const char *numbers = at;
-    at = port_skip<port_mark_not_number>(at, end);
-    if (at == end) {
+    if (end - at < 3 || at[1] != '[') {
         return nullptr;
     }
-    const unsigned char last = byte_at(at);
-    if (last < 0x40 || last > 0x7e || last == 'b') {
+    at += at[2] >= '<' && at[2] <= '?' ? 3 : 2;
+    const char *numbers = at;
+    at = port_skip<port_mark_not_number>(at, end);
+    if (at == end || byte_at(at) < 0x40 || byte_at(at) > 0x7e || *at == 'b' || *at == 'r' ||
+        *at == 's') {
         return nullptr;
     }
     // Few bytes are within any limit.
-    if (at - numbers > PORT_MAX_DIGITS && !within_limits(numbers, at)) {
-        return nullptr;
-    }
-    if (last == 'r' || last == 's') {
-        guard.margins_set = true;
-    }
-    return at + 1;
+    return at - numbers <= PORT_MAX_DIGITS || within_limits(numbers, at) ? at + 1 : nullptr;
 }
 
-// The end of an escape sequence, as above.
-const char *plain_sequence_end(PortGuard &guard, const char *at, const char *end)
+// libvterm's own REP loops for ever unless a glyph with a width was the last thing printed.
+// Beyond one line's worth there is no use in a count, only work.
+void repeat_glyph(const PortGuard &guard, VTerm *vt, int count)
 {
-    const ptrdiff_t present = end - at;
-    if (present < 2) {
-        return nullptr;
+    char copies[16 * sizeof guard.glyph];
+    int cols = 0;
+    if (guard.glyph_length == 0) {
+        return;
     }
-    if (at[1] == '[') {
-        return plain_csi_end(guard, at + 2, end);
+    vterm_get_size(vt, nullptr, &cols);
+    count = std::min(count, cols);
+    const int room = static_cast<int>(sizeof copies) / guard.glyph_length;
+    char *copy = copies;
+    for (int i = 0; i < std::min(room, count); i++, copy += guard.glyph_length) {
+        memcpy(copy, guard.glyph, guard.glyph_length);
     }
-    switch (at[1]) {
-    case '(':
-    case ')':
-        return present > 2 && (at[2] == '0' || at[2] == 'B') ? at + 3 : nullptr;
-    case '7':
-    case '=':
-    case '>':
-    case 'D':
-    case 'E':
-    case 'M':
-        return at + 2;
-    default:
-        return nullptr;
+    for (; count > 0; count -= room) {
+        vterm_input_write(vt, copies,
+                          static_cast<size_t>(std::min(room, count)) * guard.glyph_length);
     }
+}
+
+// The first number of a control sequence, or 1.
+int first_number(std::string_view sequence)
+{
+    int number = 0;
+    sequence.remove_prefix(2);
+    for (const char byte : sequence) {
+        if (byte < '0' || byte > '9') {
+            break;
+        }
+        number = number * 10 + (byte - '0');
+    }
+    return std::max(number, 1);
+}
+
+// Puts a cursor that libvterm left outside of the screen back onto it.
+void keep_cursor_inside(VTerm *vt)
+{
+    VTermPos cursor;
+    int rows = 0;
+    int cols = 0;
+    vterm_get_size(vt, &rows, &cols);
+    vterm_state_get_cursorpos(vterm_obtain_state(vt), &cursor);
+    if (cursor.row < 0 || cursor.row >= rows || cursor.col < 0 || cursor.col >= cols) {
+        // A status report that asks for nothing: after any control sequence libvterm brings the
+        // cursor back, and this one does nothing else.
+        write(vt, "\x1b[0n");
+    }
+}
+
+void obey_csi(PortGuard &guard, VTerm *vt, std::string_view sequence)
+{
+    const char final = sequence.back();
+    const bool simple = sequence[2] < '<' || sequence[2] > '?';
+    if (final == 'b' && simple && !port_is_intermediate(sequence[sequence.size() - 2])) {
+        repeat_glyph(guard, vt, first_number(sequence));
+        return;
+    }
+    guard.margins_set |= final == 'r' || final == 's';
+    write(vt, sequence);
+}
+
+void obey(PortGuard &guard, VTerm *vt, const PortSequence &sequence)
+{
+    const std::string_view text(sequence.text, sequence.length);
+    switch (sequence.kind) {
+    case PortSequenceKind::CUT:
+        hold_back(guard, text);
+        break;
+    case PortSequenceKind::BROKEN:
+        break;
+    case PortSequenceKind::ESCAPE:
+        write(vt, text);
+        if (text == "\x1b\x38") {
+            keep_cursor_inside(vt); // the screen may have shrunk since the cursor was saved
+        }
+        break;
+    case PortSequenceKind::CSI:
+        obey_csi(guard, vt, text);
+        break;
+    case PortSequenceKind::STRING:
+        guard.in_string = true;
+        if (text.back() == ']') {
+            hold_back(guard, text); // the others tell libvterm nothing
+        }
+        break;
+    }
+}
+
+bool is_control(char byte)
+{
+    return (byte >= 0 && byte < 0x20) || byte == 0x7f;
+}
+
+// Control bytes do their work inside a sequence as well, but for those that end it.
+void pass_control_within(Walk &walk)
+{
+    const char byte = *walk.at;
+    if (byte == PORT_ESCAPE) {
+        walk.guard.held_length = 0;
+        return;
+    }
+    if (byte == CANCEL || byte == SUBSTITUTE) {
+        walk.guard.held_length = 0;
+    } else {
+        write(walk.vt, {&byte, 1});
+    }
+    leave_out(walk, 1);
 }
 
 void pass_sequence(Walk &walk)
 {
-    const char *end = plain_sequence_end(walk.guard, walk.at, walk.end);
+    const char *end = plain_csi_end(walk.at, walk.end);
     if (end) {
         walk.at = end;
         return;
     }
-    hold_back(walk, 1);
-    port_hold_escape(walk.guard);
+    PortSequence sequence;
+    port_read_sequence({walk.at, static_cast<size_t>(walk.end - walk.at)}, sequence);
+    leave_out(walk, sequence.taken);
+    keep_glyph(walk);
+    obey(walk.guard, walk.vt, sequence);
+    if (sequence.kind == PortSequenceKind::CUT && walk.at < walk.end && is_control(*walk.at)) {
+        pass_control_within(walk);
+    }
+}
+
+// The bytes of a control string; of OSC as many as there is room for are kept.
+void pass_string(Walk &walk)
+{
+    PortGuard &guard = walk.guard;
+    while (walk.at < walk.end && guard.in_string) {
+        const char byte = *walk.at;
+        if (byte == BELL || byte == PORT_ESCAPE || byte == CANCEL || byte == SUBSTITUTE) {
+            guard.in_string = false;
+            if (guard.held_length > 0 && (byte == BELL || byte == PORT_ESCAPE)) {
+                guard.held[guard.held_length] = BELL; // in one piece, or libvterm forgets the first
+                write(walk.vt, {guard.held, guard.held_length + 1U});
+            }
+            guard.held_length = 0;
+            walk.at += byte == PORT_ESCAPE ? 0 : 1;
+        } else {
+            if (is_control(byte)) {
+                write(walk.vt, {&byte, 1});
+            } else if (guard.held_length == sizeof guard.held - 1) {
+                guard.held_length = 0; // too long, and dropped
+            } else if (guard.held_length > 0) {
+                guard.held[guard.held_length++] = byte;
+            }
+            walk.at++;
+        }
+    }
+    walk.unsent = walk.at;
+}
+
+// A character or a sequence.
+void pass_item(Walk &walk)
+{
+    if (*walk.at == PORT_ESCAPE) {
+        pass_sequence(walk);
+    } else {
+        pass_character(walk);
+    }
+}
+
+// What was held back, together with some of what follows it.
+void pass_held(Walk &walk)
+{
+    char joined[JOINED];
+    const size_t held = walk.guard.held_length;
+    const size_t added = std::min(static_cast<size_t>(walk.end - walk.at), sizeof joined - held);
+    memcpy(joined, walk.guard.held, held);
+    memcpy(joined + held, walk.at, added);
+    walk.guard.held_length = 0;
+    Walk item{walk.guard, walk.vt, joined, joined, joined + held + added, nullptr};
+    pass_item(item);
+    send(item);
+    keep_glyph(item);
+    walk.at += item.at - (joined + held);
+    walk.unsent = walk.at;
 }
 
 void pass_unheld(Walk &walk)
 {
-    while (walk.at < walk.end && walk.guard.held_kind == PortHeld::NOTHING) {
+    while (walk.at < walk.end && walk.guard.held_length == 0 && !walk.guard.in_string) {
         if (byte_at(walk.at) >= 0x80) {
             const char *begin = walk.at;
             pass_common_characters(walk);
@@ -277,16 +427,6 @@ void pass_unheld(Walk &walk)
     }
     send(walk);
     keep_glyph(walk);
-}
-
-void pass_held(Walk &walk)
-{
-    while (walk.at < walk.end && walk.guard.held_kind != PortHeld::NOTHING) {
-        if (port_held_take(walk.guard, walk.vt, byte_at(walk.at))) {
-            walk.at++;
-        }
-    }
-    walk.unsent = walk.at;
 }
 
 // Margins beyond the new size make the next scroll move memory outside of the screen. Resetting
@@ -320,10 +460,12 @@ void port_guard_write(PortGuard &guard, VTerm *vt, const char *bytes, size_t len
     }
     Walk walk{guard, vt, bytes, bytes, bytes + length, nullptr};
     while (walk.at < walk.end) {
-        if (guard.held_kind == PortHeld::NOTHING) {
-            pass_unheld(walk);
-        } else {
+        if (guard.in_string) {
+            pass_string(walk);
+        } else if (guard.held_length > 0) {
             pass_held(walk);
+        } else {
+            pass_unheld(walk);
         }
     }
 }
@@ -340,17 +482,5 @@ void port_guard_set_size(PortGuard &guard, VTerm *vt, int rows, int cols)
     }
     vterm_set_size(vt, rows, cols);
     // 0.1.4 scrolls a full screen by more lines than there are above its cursor.
-    port_keep_cursor_inside(vt);
-}
-
-void port_guard_fill_line(VTermScreenCell *cells, int cols, const VTermScreenCell *saved,
-                          int saved_cols)
-{
-    VTermScreenCell blank = {};
-    blank.width = 1;
-    const int kept = std::min(cols, saved_cols);
-    for (int col = 0; col < cols; col++) {
-        const bool cut = col == cols - 1 && col < kept && saved[col].width == 2;
-        cells[col] = col < kept && !cut ? saved[col] : blank;
-    }
+    keep_cursor_inside(vt);
 }

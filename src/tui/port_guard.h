@@ -25,27 +25,15 @@ constexpr int PORT_GUARD_MAX_COLS = 2048;
 // As many marks as a cell has room for beside its character.
 constexpr int PORT_GUARD_MAX_MARKS = VTERM_MAX_CHARS_PER_CELL - 1;
 
-// What the bytes held back are the beginning of.
-enum class PortHeld : uint8_t {
-    NOTHING,
-    CHARACTER,     // a UTF-8 character of more than one byte
-    ESCAPE,        // ESC and intermediate bytes
-    CSI,           // a control sequence
-    STRING,        // OSC, or another string, none of which libvterm makes anything of
-    STRING_ESCAPE, // the ESC in a string, which "\" makes its end
-};
-
 // The state of one port. Zero-filled is the start.
 struct PortGuard {
-    PortHeld held_kind;
     bool started;
+    bool in_string;   // a control string has begun
     bool margins_set; // the port may have set margins since they were last reset
-    bool dropped;     // the sequence held back does not reach libvterm
-    uint8_t digits;   // of the number that the control sequence is in
-    uint8_t separators;
-    uint8_t marks; // combining marks since the last character with a cell of its own
+    uint8_t marks;    // combining marks since the last character with a cell of its own
     uint8_t glyph_length;
     char glyph[4 * (1 + PORT_GUARD_MAX_MARKS)]; // the last character printed and its marks
+    // The end of the last chunk: a character or a sequence that is cut, or an OSC string so far.
     uint16_t held_length;
     char held[512];
 };
@@ -60,9 +48,3 @@ void port_guard_write(PortGuard &guard, VTerm *vt, const char *bytes, size_t len
 // In place of vterm_set_size: any two numbers, brought within the limits above. Margins that the
 // port has set are reset when the terminal shrinks; the cursor is kept, within the new size.
 void port_guard_set_size(PortGuard &guard, VTerm *vt, int rows, int cols);
-
-// Gives a saved line of `saved_cols` cells back to libvterm (in sb_popline), which asks for `cols`
-// of them and walks them by their widths: a wide character that the new width cuts becomes a blank,
-// and so do the cells past the saved line.
-void port_guard_fill_line(VTermScreenCell *cells, int cols, const VTermScreenCell *saved,
-                          int saved_cols);

@@ -3,8 +3,9 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
+
 #include "link/owned.h"
-#include "tui/port_guard.h"
 
 namespace {
 
@@ -34,6 +35,19 @@ ScrollbackLine *make_room(list_head &lines, int32_t &count, int cols)
     return zalloc<ScrollbackLine>(cells_size(cols));
 }
 
+// The emulator walks the cells by their widths: a wide character that the new width cuts becomes a
+// blank, and so do the cells past the saved line.
+void fill(VTermScreenCell *cells, int cols, const ScrollbackLine &line)
+{
+    VTermScreenCell blank = {};
+    blank.width = 1;
+    const int kept = std::min(cols, line.cols);
+    for (int col = 0; col < cols; col++) {
+        const bool cut = col == cols - 1 && col < kept && line.cells[col].width == 2;
+        cells[col] = col < kept && !cut ? line.cells[col] : blank;
+    }
+}
+
 } // namespace
 
 int scrollback_push(list_head &lines, int32_t &count, int cols, const VTermScreenCell *cells)
@@ -56,7 +70,7 @@ int scrollback_pop(list_head &lines, int32_t &count, int cols, VTermScreenCell *
         return 0;
     }
     ScrollbackLine *newest = list_first_entry(&lines, ScrollbackLine, list);
-    port_guard_fill_line(cells, cols, newest->cells, newest->cols);
+    fill(cells, cols, *newest);
     list_del(&newest->list);
     free(newest);
     count--;

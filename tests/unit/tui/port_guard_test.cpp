@@ -5,7 +5,6 @@
 #include <stdlib.h>
 
 #include <algorithm>
-#include <list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +12,7 @@
 #include "support/screen.h"
 #include "support/text.h"
 #include "tui/port_character.h"
+#include "tui/scrollback.h"
 
 namespace {
 
@@ -27,10 +27,12 @@ struct Emulator {
     PortGuard guard = {};
     VTerm *vt;
     Screen screen;
-    std::list<std::vector<VTermScreenCell>> saved;
+    list_head saved = LIST_HEAD_INIT(saved);
+    int32_t saved_count = 0;
     int titles = 0;
 
     explicit Emulator(int rows = 6, int cols = 20);
+    ~Emulator() { scrollback_free(saved, saved_count); }
     Emulator(const Emulator &) = delete;
     Emulator &operator=(const Emulator &) = delete;
 
@@ -92,19 +94,14 @@ void expect_same(const Emulator &expected, const Emulator &actual)
 
 int on_push_line(int cols, const VTermScreenCell *cells, void *user)
 {
-    static_cast<Emulator *>(user)->saved.emplace_front(cells, cells + cols);
-    return 1;
+    auto &emulator = *static_cast<Emulator *>(user);
+    return scrollback_push(emulator.saved, emulator.saved_count, cols, cells);
 }
 
 int on_pop_line(int cols, VTermScreenCell *cells, void *user)
 {
-    auto &saved = static_cast<Emulator *>(user)->saved;
-    if (saved.empty()) {
-        return 0;
-    }
-    port_guard_fill_line(cells, cols, saved.front().data(), static_cast<int>(saved.front().size()));
-    saved.pop_front();
-    return 1;
+    auto &emulator = *static_cast<Emulator *>(user);
+    return scrollback_pop(emulator.saved, emulator.saved_count, cols, cells);
 }
 
 int on_property(VTermProp property, VTermValue *value, void *user)
@@ -373,10 +370,9 @@ TEST(PortGuard, KnowsTheEmulatorsMarks)
         emulator.write_unguarded("\ré" + character);
         const bool merged = emulator.raw_cell(0, 0).chars[1] == code_point;
         const bool widens = merged && emulator.cursor() != "0,1";
-        ASSERT_EQ(port_judge_character(character.data(), static_cast<int>(character.size()), 0),
-                  widens   ? PortVerdict::DROP
-                  : merged ? PortVerdict::MARK
-                           : PortVerdict::PASS)
+        ASSERT_EQ(port_judge_character(code_point, 0), widens   ? PortVerdict::DROP
+                                                       : merged ? PortVerdict::MARK
+                                                                : PortVerdict::PASS)
             << std::hex << code_point;
     }
 }

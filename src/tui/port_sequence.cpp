@@ -1,0 +1,124 @@
+#include "tui/port_sequence.h"
+
+namespace {
+
+// Seen in a control sequence so far.
+struct Numbers {
+    int digits; // of the number that comes
+    int separators;
+    int intermediates;
+    bool broken; // a byte was out of place
+};
+
+void append(PortSequence &sequence, char byte)
+{
+    sequence.text[sequence.length++] = byte;
+}
+
+// Two say as much as more: libvterm knows no sequence with either.
+void take_intermediate(PortSequence &sequence, int &count, char byte)
+{
+    if (++count <= 2) {
+        append(sequence, byte);
+    }
+}
+
+void take_digit(PortSequence &sequence, Numbers &numbers, char digit)
+{
+    char &last = sequence.text[sequence.length - 1];
+    if (numbers.digits == 1 && last == '0') {
+        last = digit;
+    } else if (numbers.digits < PORT_MAX_DIGITS) {
+        numbers.digits++;
+        append(sequence, digit);
+    }
+}
+
+void take_parameter(PortSequence &sequence, Numbers &numbers, char byte)
+{
+    const bool leads = byte >= '<';
+    if (numbers.broken || numbers.separators > PORT_MAX_SEPARATORS) {
+        return;
+    }
+    if (numbers.intermediates > 0 || (leads && sequence.length > 2)) {
+        numbers.broken = true;
+        append(sequence, byte);
+    } else if (byte <= '9') {
+        take_digit(sequence, numbers, byte);
+    } else {
+        numbers.digits = 0;
+        numbers.separators += leads ? 0 : 1;
+        append(sequence, byte);
+    }
+}
+
+// The bytes behind "ESC [".
+void read_csi(std::string_view bytes, PortSequence &sequence)
+{
+    Numbers numbers = {};
+    for (; sequence.taken < bytes.size(); sequence.taken++) {
+        const char byte = bytes[sequence.taken];
+        if (static_cast<unsigned char>(byte) >= 0x80) {
+            sequence.kind = PortSequenceKind::BROKEN;
+            return;
+        }
+        if (byte < 0x20 || byte == 0x7f) {
+            return;
+        }
+        if (byte >= 0x40) {
+            const bool fits = !numbers.broken && numbers.separators <= PORT_MAX_SEPARATORS;
+            sequence.kind = fits ? PortSequenceKind::CSI : PortSequenceKind::BROKEN;
+            sequence.taken++;
+            append(sequence, byte);
+            return;
+        }
+        if (port_is_intermediate(byte)) {
+            take_intermediate(sequence, numbers.intermediates, byte);
+        } else {
+            take_parameter(sequence, numbers, byte);
+        }
+    }
+}
+
+bool begins_string(char byte)
+{
+    return byte == ']' || byte == 'P' || byte == 'X' || byte == '^' || byte == '_';
+}
+
+} // namespace
+
+void port_read_sequence(std::string_view bytes, PortSequence &sequence)
+{
+    sequence.kind = PortSequenceKind::CUT;
+    sequence.taken = 1;
+    sequence.length = 0;
+    append(sequence, PORT_ESCAPE);
+    int intermediates = 0;
+    for (; sequence.taken < bytes.size(); sequence.taken++) {
+        if (!port_is_intermediate(bytes[sequence.taken])) {
+            break;
+        }
+        take_intermediate(sequence, intermediates, bytes[sequence.taken]);
+    }
+    if (sequence.taken == bytes.size()) {
+        return;
+    }
+    const char byte = bytes[sequence.taken];
+    if (static_cast<unsigned char>(byte) >= 0x80) {
+        sequence.kind = PortSequenceKind::BROKEN;
+        return;
+    }
+    if (byte < 0x20 || byte == 0x7f) {
+        return;
+    }
+    sequence.taken++;
+    append(sequence, byte);
+    const bool introduces = byte == '[' || begins_string(byte);
+    if (introduces && intermediates > 0) {
+        sequence.kind = PortSequenceKind::BROKEN; // but libvterm would take it for an introducer
+    } else if (byte == '[') {
+        read_csi(bytes, sequence);
+    } else {
+        sequence.kind = introduces ? PortSequenceKind::STRING : PortSequenceKind::ESCAPE;
+    }
+}

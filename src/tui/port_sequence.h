@@ -1,0 +1,42 @@
+// The grammar of escape sequences, as libvterm reads them.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <string_view>
+
+constexpr char PORT_ESCAPE = '\x1b';
+// libvterm has room for 16 numbers and does not look, and computes with what they say.
+constexpr int PORT_MAX_SEPARATORS = 15;
+constexpr int PORT_MAX_DIGITS = 9;
+
+enum class PortSequenceKind : uint8_t {
+    CUT,    // the bytes end within it, or a control byte comes
+    BROKEN, // nothing that libvterm may see
+    ESCAPE, // ESC, intermediate bytes and a final byte
+    CSI,    // a control sequence
+    STRING, // the beginning of a control string: OSC, DCS, SOS, PM or APC
+};
+
+// The longest in the form below: ESC [, a leader, numbers and their separators, of which one may be
+// too many, a byte that is out of place, two intermediate bytes and the final one.
+constexpr size_t PORT_SEQUENCE_SIZE =
+    2 + 1 + (PORT_MAX_SEPARATORS + 2) * (PORT_MAX_DIGITS + 1) + 1 + 2 + 1;
+
+struct PortSequence {
+    PortSequenceKind kind;
+    size_t taken;  // how many of the bytes it is made of; what breaks it off is none of them
+    size_t length; // of text
+    // What libvterm is to be given, without what exceeds its limits. With more bytes behind it, it
+    // reads like the sequence itself with the same bytes behind.
+    char text[PORT_SEQUENCE_SIZE];
+};
+
+[[nodiscard]] inline bool port_is_intermediate(char byte)
+{
+    return byte >= 0x20 && byte <= 0x2f;
+}
+
+// Reads the sequence that the bytes begin with; the first is ESC.
+void port_read_sequence(std::string_view bytes, PortSequence &sequence);
