@@ -78,18 +78,7 @@ void open_help()
 {
     const Text text(help_text());
     if (text) {
-        popup_open(text.get(), 3 * (widget_list->width / 4), 3 * (widget_list->height / 4),
-                   nullptr);
-    }
-}
-
-void open_history()
-{
-    const int height = widget_list->height;
-    Widget *history =
-        port_history_new(&zorvad, 0, height / 8, widget_list->width, 7 * (height / 8));
-    if (history != nullptr) {
-        widget_list_add(widget_list, history);
+        popup_open(text.get(), PopupPlace::HELP, nullptr);
     }
 }
 
@@ -107,7 +96,7 @@ bool run_command(uint32_t key)
         sessions_request();
         return true;
     case 's':
-        open_history();
+        (void)widget_list_open(widget_list, port_history_new, LAYOUT_TALL_POPUP, zorvad);
         return true;
     case '?':
         open_help();

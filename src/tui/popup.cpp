@@ -5,8 +5,6 @@
 #include <string_view>
 
 #include "dep/termbox.h"
-#include "link/owned.h"
-#include "tui/box.h"
 #include "tui/frame.h"
 #include "tui/widget/widget_list.h"
 
@@ -79,29 +77,12 @@ void popup_destroy(Widget *widget)
     free(context);
 }
 
-PopupContext *popup_context_new(const char *text, PopupKeyHandler on_key)
-{
-    PopupContext *context = zalloc<PopupContext>();
-    char *copy = strdup(text);
-    if (context == nullptr || copy == nullptr) {
-        ulog(LOG_ERR, "Could not allocate popup context structure\n");
-        free(context);
-        free(copy);
-        return nullptr;
-    }
-    context->text = copy;
-    context->on_key = on_key;
-    context->bg = TB_BLUE;
-    context->fg = TB_WHITE;
-    return context;
-}
-
 } // namespace
 
-void popup_open(const char *text, int x1, int y1, PopupKeyHandler on_key)
+void popup_open(const char *text, PopupPlace place, PopupKeyHandler on_key)
 {
-    Widget *popup =
-        popup_new(text, widget_list->width / 4, widget_list->height / 4, x1, y1, on_key);
+    const Rectangle at = popup_rectangle(place, widget_list->height, widget_list->width);
+    Widget *popup = popup_new(text, at.x0, at.y0, at.x1, at.y1, on_key);
     if (popup != nullptr) {
         widget_list_add(widget_list, popup);
     }
@@ -109,19 +90,23 @@ void popup_open(const char *text, int x1, int y1, PopupKeyHandler on_key)
 
 Widget *popup_new(const char *text, int x0, int y0, int x1, int y1, PopupKeyHandler on_key)
 {
-    Widget *widget = box_new(LAYOUT_POPUP, x0, y0, x1, y1);
+    Widget *widget = widget_new<PopupContext>(LAYOUT_POPUP, "popup", x0, y0, x1, y1);
     if (widget == nullptr) {
-        ulog(LOG_ERR, "Could not allocate popup widget structure\n");
         return nullptr;
     }
-    PopupContext *context = popup_context_new(text, on_key);
-    if (context == nullptr) {
-        free(widget);
-        return nullptr;
-    }
-    widget->priv = context;
+    PopupContext *context = context_of(widget);
+    context->text = strdup(text);
+    context->on_key = on_key;
+    context->bg = TB_BLUE;
+    context->fg = TB_WHITE;
     widget->draw = popup_draw;
     widget->on_input = popup_on_input;
     widget->destroy = popup_destroy;
+    if (context->text == nullptr) {
+        ulog(LOG_ERR, "Could not allocate popup context structure\n");
+        popup_destroy(widget);
+        free(widget);
+        return nullptr;
+    }
     return widget;
 }

@@ -3,6 +3,7 @@
 
 #include <stdint.h>
 
+#include "tui/widget/layout.h"
 #include "tui/widget/widget.h"
 
 // Takes the popup's input, as text, and closes the popup when it likes (widget_list_remove).
@@ -15,8 +16,8 @@ struct PopupContext {
     uint16_t fg;
 };
 
-// Opens a popup on top of the widgets, from a quarter of the terminal's width and height to x1, y1.
-void popup_open(const char *text, int x1, int y1, PopupKeyHandler on_key);
+// Opens a popup on top of the widgets.
+void popup_open(const char *text, PopupPlace place, PopupKeyHandler on_key);
 
 // A popup with a copy of text. Null, with a line in the log, when memory is short.
 [[nodiscard]] Widget *popup_new(const char *text, int x0, int y0, int x1, int y1,

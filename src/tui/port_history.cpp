@@ -6,7 +6,6 @@
 #include "dep/termbox.h"
 #include "link/command.h"
 #include "link/owned.h"
-#include "tui/box.h"
 #include "tui/frame.h"
 #include "tui/widget/layout.h"
 #include "tui/widget/widget_list.h"
@@ -176,22 +175,16 @@ PortHistoryLine *line_new(node *element)
 
 Widget *port_history_new(DaemonConnection *conn, int x0, int y0, int x1, int y1)
 {
-    Widget *widget = box_new(LAYOUT_TALL_POPUP, x0, y0, x1, y1);
+    Widget *widget =
+        widget_new<PortHistoryContext>(LAYOUT_TALL_POPUP, "scrollback", x0, y0, x1, y1);
     if (widget == nullptr) {
-        ulog(LOG_ERR, "Could not allocate scrollback widget structure\n");
         return nullptr;
     }
-    PortHistoryContext *context = zalloc<PortHistoryContext>();
-    if (context == nullptr) {
-        ulog(LOG_ERR, "Could not allocate scrollback context structure\n");
-        free(widget);
-        return nullptr;
-    }
+    PortHistoryContext *context = context_of(widget);
     context->conn = conn;
     INIT_LIST_HEAD(&context->lines);
     context->bg = TB_BLUE;
     context->fg = TB_WHITE;
-    widget->priv = context;
     widget->draw = history_draw;
     widget->tick = history_tick;
     widget->on_input = history_on_input;

@@ -31,23 +31,13 @@ int open_screen()
     return result;
 }
 
-bool add_widget(Widget *widget)
-{
-    if (widget != nullptr) {
-        widget_list_add(widget_list, widget);
-    }
-    return widget != nullptr;
-}
-
 // The terminal widget comes second and so gets the keyboard.
 bool build_widgets(DaemonConnection &connection)
 {
-    const int width = tb_width();
-    const int height = tb_height();
-    widget_list = widget_list_new(height, width);
+    widget_list = widget_list_new(tb_height(), tb_width());
     return widget_list != nullptr &&
-           add_widget(statusbar_new(&connection, 0, height - 1, width, height)) &&
-           add_widget(term_widget_new(&connection, 0, 0, width, height - 1));
+           widget_list_open(widget_list, statusbar_new, LAYOUT_STATUS, connection) &&
+           widget_list_open(widget_list, term_widget_new, LAYOUT_TERMINAL, connection);
 }
 
 int give_up()
@@ -98,13 +88,12 @@ char *field_copy(const char *text)
 
 void show_notice(const char *text)
 {
-    popup_open(text, 3 * (widget_list->width / 4), 2 * (widget_list->height / 4), nullptr);
+    popup_open(text, PopupPlace::NOTICE, nullptr);
 }
 
 void show_sessions(const char *text)
 {
-    popup_open(text, 7 * (widget_list->width / 8), 3 * (widget_list->height / 4),
-               confirm_disconnect_key);
+    popup_open(text, PopupPlace::SESSIONS, confirm_disconnect_key);
 }
 
 } // namespace

@@ -11,7 +11,6 @@
 #include "link/owned.h"
 #include "text/printable.h"
 #include "text/width.h"
-#include "tui/box.h"
 
 namespace {
 
@@ -117,21 +116,14 @@ char *copy_member(node *reply, const char *name)
 
 Widget *statusbar_new(DaemonConnection *conn, int x0, int y0, int x1, int y1)
 {
-    Widget *widget = box_new(LAYOUT_STATUS, x0, y0, x1, y1);
+    Widget *widget = widget_new<StatusbarContext>(LAYOUT_STATUS, "statusbar", x0, y0, x1, y1);
     if (widget == nullptr) {
-        ulog(LOG_ERR, "Could not allocate statusbar widget structure\n");
         return nullptr;
     }
-    StatusbarContext *context = zalloc<StatusbarContext>();
-    if (context == nullptr) {
-        ulog(LOG_ERR, "Could not allocate statusbar context structure\n");
-        free(widget);
-        return nullptr;
-    }
+    StatusbarContext *context = context_of(widget);
     context->conn = conn;
     context->fg = TB_WHITE;
     context->bg = TB_BLUE;
-    widget->priv = context;
     widget->draw = statusbar_draw;
     widget->tick = statusbar_tick;
     widget->destroy = statusbar_destroy;

@@ -177,17 +177,14 @@ void term_destroy(Widget *widget)
     free(context);
 }
 
-void fill_widget(Widget &widget, TermContext *context, const Rectangle &place)
+void set_operations(Widget &widget)
 {
-    widget.kind = LAYOUT_TERMINAL;
-    widget.priv = context;
     widget.on_damage = term_on_damage;
     widget.draw = paint_damage;
     widget.feed = term_feed;
     widget.on_input = term_on_input;
     widget.resize = term_resize;
     widget.destroy = term_destroy;
-    set_widget_rectangle(widget, place);
 }
 
 void fill_context(TermContext &context, DaemonConnection *conn)
@@ -221,18 +218,12 @@ void start_emulator(Widget *widget, TermContext &context)
 
 Widget *term_widget_new(DaemonConnection *conn, int x0, int y0, int x1, int y1)
 {
-    Widget *widget = zalloc<Widget>();
+    Widget *widget = widget_new<TermContext>(LAYOUT_TERMINAL, "vterm", x0, y0, x1, y1);
     if (widget == nullptr) {
-        ulog(LOG_ERR, "Could not allocate vterm widget structure\n");
         return nullptr;
     }
-    TermContext *context = zalloc<TermContext>();
-    if (context == nullptr) {
-        ulog(LOG_ERR, "Could not allocate vterm context structure\n");
-        free(widget);
-        return nullptr;
-    }
-    fill_widget(*widget, context, {x0, y0, x1, y1});
+    TermContext *context = context_of(widget);
+    set_operations(*widget);
     fill_context(*context, conn);
     context->vt = port_guard_new_vterm(y1 - y0, x1 - x0);
     if (context->vt == nullptr) {

@@ -56,3 +56,25 @@ constexpr bool layout_rectangle(LayoutKind kind, int32_t height, int32_t width, 
     }
     return false;
 }
+
+// Where popups open. The next change of the screen's size places them as their kind says.
+enum class PopupPlace {
+    HELP,
+    NOTICE, // a short text
+    SESSIONS,
+};
+
+constexpr Rectangle popup_rectangle(PopupPlace place, int32_t height, int32_t width)
+{
+    const int32_t x0 = width / 4;
+    const int32_t y0 = height / 4;
+    switch (place) {
+    case PopupPlace::NOTICE:
+        return {x0, y0, 3 * (width / 4), 2 * (height / 4)};
+    case PopupPlace::SESSIONS:
+        return {x0, y0, 7 * (width / 8), 3 * (height / 4)};
+    case PopupPlace::HELP:
+        break;
+    }
+    return {x0, y0, 3 * (width / 4), 3 * (height / 4)};
+}

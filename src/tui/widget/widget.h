@@ -1,10 +1,10 @@
-// A rectangle of the screen with its operations. Constructors return it zero-filled but for what
-// they set; the widget list frees the record.
+// A rectangle of the screen with its operations. The widget list frees the record.
 #pragma once
 
 #include <stdint.h>
 
 #include "dep/ubox.h"
+#include "link/owned.h"
 
 struct Widget;
 struct WidgetList;
@@ -42,3 +42,16 @@ struct Widget {
 
     int32_t x0, y0, x1, y1; // half-open rectangle in screen cells
 };
+
+// A widget and the zero-filled context behind its priv, with the operations of one that is always
+// drawn whole: on_damage and resize draw it. Its constructor sets the others.
+// Null, with a line in the log that holds the name, when memory is short.
+[[nodiscard]] Widget *widget_new_sized(LayoutKind kind, const char *name, size_t context_size,
+                                       int x0, int y0, int x1, int y1);
+
+template <typename Context>
+[[nodiscard]] Widget *widget_new(LayoutKind kind, const char *name, int x0, int y0, int x1, int y1)
+{
+    static_assert(std::is_trivial_v<Context> && std::is_standard_layout_v<Context>);
+    return widget_new_sized(kind, name, sizeof(Context), x0, y0, x1, y1);
+}

@@ -84,6 +84,18 @@ void widget_list_add(WidgetList *list, Widget *widget)
     list_add(&widget->list, &list->widgets);
 }
 
+bool widget_list_open(WidgetList *list, WidgetConstructor construct, LayoutKind kind,
+                      DaemonConnection &connection)
+{
+    Rectangle place = {};
+    (void)layout_rectangle(kind, list->height, list->width, place);
+    Widget *widget = construct(&connection, place.x0, place.y0, place.x1, place.y1);
+    if (widget != nullptr) {
+        widget_list_add(list, widget);
+    }
+    return widget != nullptr;
+}
+
 void widget_list_remove(WidgetList *list, Widget *widget)
 {
     const Rectangle bare = widget_rectangle(*widget);

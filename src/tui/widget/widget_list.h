@@ -5,6 +5,7 @@
 #include <stdint.h>
 
 #include "dep/ubox.h"
+#include "link/connection.h"
 #include "tui/widget/widget.h"
 
 constexpr int WIDGET_REFRESH_MS = 500;
@@ -31,6 +32,11 @@ void widget_list_free(WidgetList *list);
 // Puts the widget on top; the list owns it from then on. It shows with the next refresh or port
 // output.
 void widget_list_add(WidgetList *list, Widget *widget);
+
+// Constructs a widget at the place of its kind and puts it on top. False where it is not made.
+using WidgetConstructor = Widget *(*)(DaemonConnection *connection, int x0, int y0, int x1, int y1);
+[[nodiscard]] bool widget_list_open(WidgetList *list, WidgetConstructor construct, LayoutKind kind,
+                                    DaemonConnection &connection);
 
 // Frees the widget and repaints what lay under it.
 void widget_list_remove(WidgetList *list, Widget *widget);

@@ -28,6 +28,13 @@ TEST(Layout, PlacesEachKind)
     EXPECT_EQ((Rectangle{1, 2, 3, 4}), kept);
 }
 
+TEST(Layout, PlacesPopups)
+{
+    EXPECT_EQ((Rectangle{20, 6, 60, 18}), popup_rectangle(PopupPlace::HELP, 27, 83));
+    EXPECT_EQ((Rectangle{20, 6, 60, 12}), popup_rectangle(PopupPlace::NOTICE, 27, 83));
+    EXPECT_EQ((Rectangle{20, 6, 70, 18}), popup_rectangle(PopupPlace::SESSIONS, 27, 83));
+}
+
 TEST(Layout, OverlapIsStrict)
 {
     const Rectangle place = {2, 2, 5, 4};
