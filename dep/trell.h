@@ -36,6 +36,7 @@ bool node_get_boolean(const struct node *value);
 // Elements of an array, owned by it, in order. Anything but an array has none. node_array_next
 // takes an element and returns the one after it, in constant time; null ends the walk.
 size_t node_array_count(const struct node *array);
+// The element at the index, null past the end. From one index to the next it takes constant time.
 struct node *node_array_get(const struct node *array, size_t index);
 struct node *node_array_first(const struct node *array);
 struct node *node_array_next(const struct node *element);
@@ -44,8 +45,8 @@ struct node *node_array_next(const struct node *element);
 void node_free(struct node *value);
 
 // Compact JSON text with members in the order they were added and "/" unescaped; freed with free,
-// null when memory is short or value is null or nests too deep for the parser. The program always
-// passes 1 for compact.
+// null when memory is short or value is null or nests too deep for the parser. It costs a few times
+// the text's length. The program always passes 1 for compact.
 char *json_stringify(const struct node *value, int compact);
 
 // Parser for a stream of JSON values, whatever chunks they arrive in. The callback owns each value
@@ -80,10 +81,9 @@ void sl_free(struct string_list *list);
 
 // Starts the program whose path is arguments[0] with these arguments, the caller's environment plus
 // the name, value, name, value, ... of environment (ended by null), and pipes on the standard
-// streams whose address is given; null leaves that stream as it is, a null directory the working
-// directory. The caller's ends are close-on-exec; the child gets no other descriptors, an empty
-// signal mask and default actions. Returns the process id, or -1 with errno set and nothing left
-// open.
+// input and output. The working directory and the standard error stay: the program passes null for
+// both. The caller's ends are close-on-exec; the child gets no other descriptors, an empty signal
+// mask and default actions. Returns the process id, or -1 with errno set and nothing left open.
 pid_t process_spawn_pipe(const struct string_list *arguments, const char *const *environment,
                          const char *directory, int *in, int *out, int *error);
 }

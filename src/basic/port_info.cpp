@@ -38,15 +38,12 @@ char **copy_names(node *outlets, size_t count)
     if (names == nullptr) {
         return nullptr;
     }
-    size_t copied = 0;
-    for (node *outlet = node_array_first(outlets); outlet != nullptr && copied < count;
-         outlet = node_array_next(outlet)) {
-        names[copied] = strdup(node_get_string(outlet));
-        if (names[copied] == nullptr) {
-            free_names(names, copied);
+    for (size_t i = 0; i < count; i++) {
+        names[i] = strdup(node_get_string(node_array_get(outlets, i)));
+        if (names[i] == nullptr) {
+            free_names(names, i);
             return nullptr;
         }
-        copied++;
     }
     return names;
 }

@@ -1,5 +1,3 @@
-// The structure of the text is followed here and not by json-c, so that nodes are made while their
-// text arrives, each of them counted against the limits.
 #include "json_token.h"
 
 #include <stdlib.h>

@@ -1,81 +1,130 @@
 #include "node.h"
 
+#include <inttypes.h>
+#include <math.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
-
-#include <json-c/json.h>
 
 using namespace trell;
 
 namespace {
 
-// Turns a value into json-c's, *result, which is null for a JSON null. False when memory is short
-// or the value nests deeper than depth more levels; there is nothing to free then.
-bool to_json_c(const struct node &value, int depth, struct json_object **result);
+// Text that grows; null once memory was short.
+struct Output {
+    char *bytes;
+    size_t length;
+    size_t capacity;
+};
 
-bool add_members(const struct node &value, int depth, struct json_object *target)
+void put(Output &output, const char *bytes, size_t length)
 {
-    const auto &container = reinterpret_cast<const Container &>(value);
-    for (const struct node *member = container.first; member != nullptr; member = member->next) {
-        struct json_object *converted = nullptr;
-        if (depth == 0 || !to_json_c(*member, depth - 1, &converted)) {
-            return false;
+    if (output.bytes != nullptr && output.capacity - output.length <= length) {
+        const size_t capacity = 2 * (output.length + length + 1);
+        char *grown = static_cast<char *>(realloc(output.bytes, capacity));
+        if (grown == nullptr) {
+            free(output.bytes);
         }
-        const int failed = value.type == NodeType::OBJECT
-                               ? json_object_object_add(target, member->key, converted)
-                               : json_object_array_add(target, converted);
-        if (failed != 0) {
-            json_object_put(converted);
+        output.bytes = grown;
+        output.capacity = capacity;
+    }
+    if (output.bytes != nullptr) {
+        memcpy(output.bytes + output.length, bytes, length);
+        output.length += length;
+    }
+}
+
+void put(Output &output, const char *text)
+{
+    put(output, text, strlen(text));
+}
+
+void put_escape(Output &output, char byte)
+{
+    constexpr const char *BYTES = "\"\\\b\f\n\r\t";
+    constexpr const char *LETTERS = "\"\\bfnrt";
+    char escape[sizeof "\\u0000"];
+    if (const char *known = strchr(BYTES, byte)) {
+        snprintf(escape, sizeof escape, "\\%c", LETTERS[known - BYTES]);
+    } else {
+        snprintf(escape, sizeof escape, "\\u%04x", byte & 0xffU);
+    }
+    put(output, escape);
+}
+
+void put_text(Output &output, const char *text)
+{
+    put(output, "\"");
+    while (*text != '\0') {
+        const char *plain = text;
+        while (static_cast<unsigned char>(*text) >= ' ' && *text != '"' && *text != '\\') {
+            ++text;
+        }
+        put(output, plain, static_cast<size_t>(text - plain));
+        if (*text != '\0') {
+            put_escape(output, *text++);
+        }
+    }
+    put(output, "\"");
+}
+
+// False when the value nests deeper than depth more levels.
+bool put_value(Output &output, const struct node &value, int depth);
+
+bool put_members(Output &output, const Container &container, int depth)
+{
+    const bool is_object = container.node.type == NodeType::OBJECT;
+    put(output, is_object ? "{" : "[");
+    for (const struct node *member = container.first; member != nullptr; member = member->next) {
+        put(output, member != container.first ? "," : "");
+        if (is_object) {
+            put_text(output, member->key);
+            put(output, ":");
+        }
+        if (depth == 0 || !put_value(output, *member, depth - 1)) {
             return false;
         }
     }
+    put(output, is_object ? "}" : "]");
     return true;
 }
 
-bool to_json_c(const struct node &value, int depth, struct json_object **result)
+bool put_value(Output &output, const struct node &value, int depth)
 {
-    *result = nullptr;
+    char number[32];
     switch (value.type) {
     case NodeType::EMPTY:
+        put(output, "null");
         return true;
     case NodeType::BOOLEAN:
-        *result = json_object_new_boolean(value.boolean);
-        break;
+        put(output, value.boolean ? "true" : "false");
+        return true;
     case NodeType::INTEGER:
-        *result = json_object_new_int64(value.integer);
-        break;
+        snprintf(number, sizeof number, "%" PRId64, value.integer);
+        put(output, number);
+        return true;
     case NodeType::REAL:
-        *result = json_object_new_double(value.real);
-        break;
+        snprintf(number, sizeof number, "%.17g", value.real);
+        put(output, isfinite(value.real) ? number : "null"); // JSON has no infinity
+        return true;
     case NodeType::TEXT:
-        *result = json_object_new_string(text_of(value));
-        break;
-    case NodeType::ARRAY:
-        *result = json_object_new_array();
-        break;
-    case NodeType::OBJECT:
-        *result = json_object_new_object();
-        break;
+        put_text(output, text_of(value));
+        return true;
+    default:
+        return put_members(output, reinterpret_cast<const Container &>(value), depth);
     }
-    const bool holds_others = value.type == NodeType::ARRAY || value.type == NodeType::OBJECT;
-    if (*result != nullptr && holds_others && !add_members(value, depth, *result)) {
-        json_object_put(*result);
-        return false;
-    }
-    return *result != nullptr;
 }
 
 } // namespace
 
-char *json_stringify(const struct node *value, int compact)
+char *json_stringify(const struct node *value, int)
 {
-    struct json_object *converted = nullptr;
-    if (value == nullptr || !to_json_c(*value, MAX_DEPTH, &converted)) {
+    constexpr size_t FIRST_CAPACITY = 128;
+    Output output{static_cast<char *>(malloc(FIRST_CAPACITY)), 0, FIRST_CAPACITY};
+    if (value == nullptr || !put_value(output, *value, MAX_DEPTH)) {
+        free(output.bytes);
         return nullptr;
     }
-    const int layout = compact != 0 ? JSON_C_TO_STRING_PLAIN : JSON_C_TO_STRING_PRETTY;
-    const char *text =
-        json_object_to_json_string_ext(converted, layout | JSON_C_TO_STRING_NOSLASHESCAPE);
-    char *copy = text != nullptr ? strdup(text) : nullptr;
-    json_object_put(converted);
-    return copy;
+    put(output, "", 1);
+    return output.bytes;
 }

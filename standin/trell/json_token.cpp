@@ -1,9 +1,8 @@
 #include "json_token.h"
 
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
-
-#include <json-c/json.h>
 
 namespace trell {
 
@@ -11,13 +10,6 @@ namespace {
 
 // A buffer that is larger is not kept for the next token.
 constexpr size_t BUFFER_KEPT = 64u << 10;
-
-// A text's bytes without quotes and escapes; they are the token's own where it has no escapes.
-struct DecodedText {
-    std::string_view bytes;
-    struct json_object *owner;
-    ~DecodedText() { json_object_put(owner); }
-};
 
 bool is_digit(char byte)
 {
@@ -88,7 +80,7 @@ Progress scan(TokenReader &reader, Input &input)
 bool keep(TokenReader &reader, std::string_view part)
 {
     const size_t needed = reader.begun_length + part.size();
-    if (needed > reader.begun_capacity) {
+    if (needed >= reader.begun_capacity) {
         const size_t capacity = needed < 256 ? 256 : needed * 2;
         auto *begun = static_cast<char *>(realloc(reader.begun, capacity));
         if (begun == nullptr) {
@@ -100,87 +92,165 @@ bool keep(TokenReader &reader, std::string_view part)
     if (!part.empty()) {
         memcpy(reader.begun + reader.begun_length, part.data(), part.size());
     }
+    reader.begun[needed] = '\0';
     reader.begun_length = needed;
     return true;
 }
 
-// json-c's reading of a token; null when it is malformed or memory is short.
-struct json_object *decode(std::string_view token)
+// The four hexadecimal digits at text; -1 where there are none.
+int32_t read_hex4(const char *text)
 {
-    struct json_tokener *tokener = json_tokener_new_ex(1);
-    if (tokener == nullptr) {
-        return nullptr;
+    int32_t value = 0;
+    for (int i = 0; i < 4; ++i) {
+        const char digit = text[i];
+        const char letter = static_cast<char>(digit | 0x20);
+        if (!is_digit(digit) && (letter < 'a' || letter > 'f')) {
+            return -1;
+        }
+        value = value * 16 + (is_digit(digit) ? digit - '0' : letter - 'a' + 10);
     }
-    json_tokener_set_flags(tokener, JSON_TOKENER_STRICT);
-    struct json_object *decoded =
-        json_tokener_parse_ex(tokener, token.data(), static_cast<int>(token.size()));
-    if (json_tokener_get_error(tokener) == json_tokener_continue) {
-        decoded = json_tokener_parse_ex(tokener, " ", 1); // the end of a number
-    }
-    json_tokener_free(tokener);
-    return decoded;
+    return value;
 }
 
-bool decode_text(const TokenReader &reader, std::string_view token, DecodedText &text)
+char *append_utf8(char *to, int32_t character)
 {
-    if (!reader.has_escapes) {
-        text.bytes = {token.data() + 1, token.size() - 2};
-        return true;
+    const int more = character < 0x80 ? 0 : character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
+    constexpr int LEADS[] = {0, 0xc0, 0xe0, 0xf0};
+    *to++ = static_cast<char>(LEADS[more] | character >> 6 * more);
+    for (int left = more - 1; left >= 0; --left) {
+        *to++ = static_cast<char>(0x80 | (character >> 6 * left & 0x3f));
     }
-    text.owner = decode(token);
-    if (text.owner == nullptr) {
-        return false;
+    return to;
+}
+
+// The character of the digits behind "\\u" at from, which goes past them: of a pair of surrogates
+// the one that they stand for, of half a pair U+FFFD. -1 where the digits are malformed.
+int32_t read_code_point(const char *&from)
+{
+    const int32_t first = read_hex4(from);
+    from += 4;
+    if (first < 0xd800 || first >= 0xe000) {
+        return first;
     }
-    text.bytes = {json_object_get_string(text.owner),
-                  static_cast<size_t>(json_object_get_string_len(text.owner))};
+    const bool pair = first < 0xdc00 && from[0] == '\\' && from[1] == 'u';
+    const int32_t second = pair ? read_hex4(from + 2) : -1;
+    if (second < 0xdc00 || second >= 0xe000) {
+        return 0xfffd;
+    }
+    from += 6;
+    return 0x10000 + ((first - 0xd800) << 10) + (second - 0xdc00);
+}
+
+// Decodes the escapes of a text in its place: no escape is shorter than what it stands for. False
+// when one is malformed.
+bool unescape(char *text)
+{
+    constexpr const char *LETTERS = "\"\\/bfnrt";
+    constexpr const char *MEANINGS = "\"\\/\b\f\n\r\t";
+    char *to = text;
+    for (const char *from = text; *from != '\0';) {
+        if (*from != '\\') {
+            *to++ = *from++;
+            continue;
+        }
+        const char kind = from[1];
+        from += 2;
+        if (kind == 'u') {
+            const int32_t character = read_code_point(from);
+            if (character < 0) {
+                return false;
+            }
+            to = append_utf8(to, character);
+        } else if (const char *letter = strchr(LETTERS, kind)) {
+            *to++ = MEANINGS[letter - LETTERS];
+        } else {
+            return false;
+        }
+    }
+    *to = '\0';
     return true;
 }
 
-// An integer of at most 18 digits, which is what nearly all numbers are.
-bool read_short_integer(std::string_view token, int64_t &integer)
+std::string_view without_quotes(std::string_view token)
+{
+    return {token.data() + 1, token.size() - 2};
+}
+
+size_t count_digits(std::string_view text)
+{
+    size_t count = 0;
+    while (count < text.size() && is_digit(text[count])) {
+        ++count;
+    }
+    return count;
+}
+
+// Whether the bytes, all of them such as numbers have, are a number; is_real tells of which kind.
+bool is_number(std::string_view token, bool &is_real)
+{
+    is_real = false;
+    token.remove_prefix(token.front() == '-' ? 1 : 0);
+    size_t digits = count_digits(token);
+    if (digits == 0 || (digits > 1 && token.front() == '0')) {
+        return false;
+    }
+    token.remove_prefix(digits);
+    if (!token.empty() && token.front() == '.') {
+        token.remove_prefix(1);
+        digits = count_digits(token);
+        token.remove_prefix(digits);
+        is_real = true;
+    }
+    if (digits > 0 && !token.empty() && (token.front() | 0x20) == 'e') {
+        token.remove_prefix(1);
+        const bool is_signed = !token.empty() && (token.front() == '+' || token.front() == '-');
+        token.remove_prefix(is_signed ? 1 : 0);
+        digits = count_digits(token);
+        token.remove_prefix(digits);
+        is_real = true;
+    }
+    return digits > 0 && token.empty();
+}
+
+// What does not fit becomes the least or the greatest integer.
+int64_t read_integer(std::string_view token)
 {
     const bool negative = token.front() == '-';
     token.remove_prefix(negative ? 1 : 0);
-    if (token.empty() || token.size() > 18 || (token.front() == '0' && token.size() > 1)) {
-        return false;
-    }
-    integer = 0;
+    int64_t value = 0; // with its sign changed: there is one more on that side
     for (const char digit : token) {
-        if (!is_digit(digit)) {
-            return false;
+        if (__builtin_mul_overflow(value, 10, &value) ||
+            __builtin_sub_overflow(value, digit - '0', &value)) {
+            return negative ? INT64_MIN : INT64_MAX;
         }
-        integer = integer * 10 + (digit - '0');
     }
-    integer = negative ? -integer : integer;
-    return true;
+    return negative ? value : value == INT64_MIN ? INT64_MAX : -value;
 }
 
 struct node *number_value(std::string_view token)
 {
-    struct node *value = new_node(NodeType::INTEGER);
-    if (value == nullptr || read_short_integer(token, value->integer)) {
-        return value;
-    }
-    struct json_object *number = decode(token);
-    if (number == nullptr) {
-        node_free(value);
+    bool is_real;
+    if (!is_number(token, is_real)) {
         return nullptr;
     }
-    if (json_object_is_type(number, json_type_double)) {
-        value->type = NodeType::REAL;
-        value->real = json_object_get_double(number);
-    } else {
-        value->integer = json_object_get_int64(number);
+    struct node *value = new_node(is_real ? NodeType::REAL : NodeType::INTEGER);
+    if (value != nullptr && is_real) {
+        value->real = strtod(token.data(), nullptr); // ends with the token, in the C locale
+    } else if (value != nullptr) {
+        value->integer = read_integer(token);
     }
-    json_object_put(number);
     return value;
 }
 
 struct node *text_value(const TokenReader &reader, std::string_view token)
 {
-    DecodedText text{};
-    return decode_text(reader, token, text) ? new_text(text.bytes.data(), text.bytes.size())
-                                            : nullptr;
+    const std::string_view text = without_quotes(token);
+    struct node *value = new_text(text.data(), text.size());
+    if (value != nullptr && reader.has_escapes && !unescape(text_of(*value))) {
+        node_free(value);
+        return nullptr;
+    }
+    return value;
 }
 
 struct node *literal_value(std::string_view token)
@@ -247,9 +317,13 @@ struct node *token_value(const TokenReader &reader, std::string_view token)
 
 char *token_key(const TokenReader &reader, std::string_view token)
 {
-    DecodedText text{};
-    return decode_text(reader, token, text) ? strndup(text.bytes.data(), text.bytes.size())
-                                            : nullptr;
+    const std::string_view text = without_quotes(token);
+    char *key = strndup(text.data(), text.size());
+    if (key != nullptr && reader.has_escapes && !unescape(key)) {
+        free(key);
+        return nullptr;
+    }
+    return key;
 }
 
 void token_end(TokenReader &reader)

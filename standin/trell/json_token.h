@@ -26,7 +26,7 @@ struct TokenReader {
     size_t matched;      // bytes taken of it, or whether a text's opening quote was
     bool escaped;        // in a text: a backslash came just before
     bool has_escapes;    // in a text
-    char *begun;         // owned; what earlier chunks brought of the token
+    char *begun;         // owned; what earlier chunks brought of the token, and a NUL
     size_t begun_length;
     size_t begun_capacity;
 };
@@ -38,8 +38,9 @@ TokenType token_type(char first);
 void token_start(TokenReader &reader, TokenType type, char first);
 
 // Takes what the input has of the token. DONE gives all of it, a text with its quotes, valid as
-// long as the input and until token_end. A number is done when a byte follows that cannot belong to
-// it, the others with their last byte. BAD is malformed text or a lack of memory.
+// long as the input and until token_end; a byte follows that does not belong to it. A number is
+// done when such a byte comes, the others with their last byte. BAD is malformed text or a lack of
+// memory.
 Progress token_take(TokenReader &reader, Input &input, std::string_view &token);
 
 // What a token that is done stands for, owned by the caller, who frees the key, that of a text,

@@ -24,10 +24,15 @@ struct node *new_text(const char *bytes, size_t length)
         return nullptr;
     }
     *created = {.type = NodeType::TEXT};
-    char *text = reinterpret_cast<char *>(created + 1);
+    char *text = text_of(*created);
     memcpy(text, bytes, length);
     text[length] = '\0';
     return created;
+}
+
+char *text_of(struct node &text)
+{
+    return reinterpret_cast<char *>(&text + 1);
 }
 
 const char *text_of(const struct node &text)

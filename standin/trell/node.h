@@ -1,5 +1,4 @@
-// The records behind JSON trees. json-c's own trees would take a kilobyte an object, which a long
-// port history makes 100 MB of; they know no null either, nor the element after an element.
+// The records behind JSON trees.
 #pragma once
 
 #include <stddef.h>
@@ -49,6 +48,7 @@ static_assert(std::is_trivial_v<Container> && std::is_standard_layout_v<Containe
 struct node *new_node(NodeType type);
 struct node *new_text(const char *bytes, size_t length);
 
+char *text_of(struct node &text);
 const char *text_of(const struct node &text);
 
 // Null for a null node and for other types.

@@ -6,6 +6,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <initializer_list>
+#include <utility>
+
 #include "dep/trell.h"
 #include "string_list.h"
 
@@ -17,10 +20,11 @@ struct Pipe {
     int write_end = -1;
 };
 
-// The pipes of one call: to the child's standard streams, and the one that brings the errno of a
-// child that could not exec. The exec closes it.
+// The pipes of one call: the child's standard input and output, and the one that brings the errno
+// of a child that could not exec. The exec closes it.
 struct Pipes {
-    Pipe streams[3];
+    Pipe in;
+    Pipe out;
     Pipe status;
 };
 
@@ -38,18 +42,6 @@ void close_pipe(Pipe &pipe)
 {
     close_end(pipe.read_end);
     close_end(pipe.write_end);
-}
-
-int &child_end(Pipes &pipes, int stream)
-{
-    Pipe &pipe = pipes.streams[stream];
-    return stream == STDIN_FILENO ? pipe.read_end : pipe.write_end;
-}
-
-int &caller_end(Pipes &pipes, int stream)
-{
-    Pipe &pipe = pipes.streams[stream];
-    return stream == STDIN_FILENO ? pipe.write_end : pipe.read_end;
 }
 
 // Moves an end off the standard streams, where it lands when the caller has them closed: there the
@@ -133,16 +125,11 @@ void reset_signals()
 }
 
 // Between fork and exec: no allocation, no handlers of the caller's. Returns only on failure.
-void run(Pipes &pipes, const char *directory, char **arguments, char **environment)
+void run(Pipes &pipes, char **arguments, char **environment)
 {
     reset_signals();
-    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-        const int end = child_end(pipes, stream);
-        if (end >= 0 && dup2(end, stream) < 0) {
-            return;
-        }
-    }
-    if (directory == nullptr || chdir(directory) == 0) {
+    if (dup2(pipes.in.read_end, STDIN_FILENO) >= 0 &&
+        dup2(pipes.out.write_end, STDOUT_FILENO) >= 0) {
         mark_close_on_exec();
         execve(arguments[0], arguments, environment);
     }
@@ -160,7 +147,7 @@ int wait_for_exec(int status)
 }
 
 // Signals stay blocked until a child that failed is reaped, so that no SIGCHLD handler meets it.
-pid_t start(Pipes &pipes, const char *directory, char **arguments, char **environment)
+pid_t start(Pipes &pipes, char **arguments, char **environment)
 {
     sigset_t all;
     sigset_t before;
@@ -169,7 +156,7 @@ pid_t start(Pipes &pipes, const char *directory, char **arguments, char **enviro
     pid_t child = fork();
     int error = child < 0 ? errno : 0;
     if (child == 0) {
-        run(pipes, directory, arguments, environment);
+        run(pipes, arguments, environment);
         error = errno;
         const ssize_t told = write(pipes.status.write_end, &error, sizeof(error));
         _exit(told < 0 ? 126 : 127);
@@ -187,39 +174,29 @@ pid_t start(Pipes &pipes, const char *directory, char **arguments, char **enviro
     return error == 0 ? child : -1;
 }
 
-bool open_pipes(Pipes &pipes, int *const (&targets)[3])
-{
-    bool opened = open_pipe(pipes.status);
-    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-        opened = opened && (targets[stream] == nullptr || open_pipe(pipes.streams[stream]));
-    }
-    return opened;
-}
-
 } // namespace
 
 pid_t process_spawn_pipe(const struct string_list *arguments, const char *const *environment,
                          const char *directory, int *in, int *out, int *error)
 {
-    if (sl_len(arguments) == 0) {
+    if (sl_len(arguments) == 0 || directory != nullptr || error != nullptr) {
         errno = EINVAL;
         return -1;
     }
-    int *const targets[] = {in, out, error};
     struct string_list *variables = make_environment(environment);
     Pipes pipes;
     pid_t child = -1;
-    if (variables != nullptr && open_pipes(pipes, targets)) {
-        child = start(pipes, directory, arguments->texts, variables->texts);
+    if (variables != nullptr && open_pipe(pipes.status) && open_pipe(pipes.in) &&
+        open_pipe(pipes.out)) {
+        child = start(pipes, arguments->texts, variables->texts);
     }
-    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-        if (child > 0 && targets[stream] != nullptr) {
-            *targets[stream] = caller_end(pipes, stream);
-            caller_end(pipes, stream) = -1;
-        }
-        close_pipe(pipes.streams[stream]);
+    if (child > 0) {
+        *in = std::exchange(pipes.in.write_end, -1);
+        *out = std::exchange(pipes.out.read_end, -1);
     }
-    close_pipe(pipes.status);
+    for (Pipe *pipe : {&pipes.in, &pipes.out, &pipes.status}) {
+        close_pipe(*pipe);
+    }
     sl_free(variables);
     return child;
 }

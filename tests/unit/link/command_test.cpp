@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/resource.h>
+
 #include "link/owned.h"
 #include "unit/support/connected.h"
 
@@ -66,6 +68,33 @@ TEST_F(CommandChannel, AnswersACommandThatFindsTheBufferFull)
     send("A");
     daemon.reply("{}");
     EXPECT_TRUE(all_seen(1));
+}
+
+long peak_kilobytes()
+{
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+TEST_F(CommandChannel, AnEscapeThatIsATreeCostsAFixedMultipleOfItsBytes)
+{
+    static bool taken;
+    taken = false;
+    std::string reply = "{\"escape\":[[]";
+    while (reply.size() < 3000000) {
+        reply += ",[]";
+    }
+    reply += "]}";
+    ASSERT_EQ(0, send_bare_command(zorvad, "A", nullptr, [](node *tree, void *) {
+                  connection_take_escape(zorvad, tree);
+                  taken = true;
+              }));
+    const long before = peak_kilobytes();
+    daemon.reply(reply);
+    EXPECT_TRUE(run_until([] { return taken; }));
+    EXPECT_EQ(DEFAULT_ESCAPE_CHAR, zorvad.escape_char);
+    EXPECT_LT((peak_kilobytes() - before) * 1024L, 70 * static_cast<long>(reply.size()));
 }
 
 TEST_F(CommandChannel, RefusesARequestThatCouldNotBeBuilt)

@@ -10,7 +10,7 @@ namespace {
 const std::string SAMPLE = "{\"a\" : [1,-20,3.5,1e3, {} ,[ ],\"\"] ,\"b\\n\\u00e9\":\r\n"
                            "{\"c\":null,\"d\":true,\"e\":false}}null\"x\\\"\\\\/\\ud83d\\ude00\"[]"
                            "\t12 -0.5 true{\"k\":\"\xff\xc3\"}123456789012345678901 ";
-const std::string SAMPLE_VALUES = "{\"a\":[1,-20,3.5,1000.0,{},[],\"\"],\"b\\n\xc3\xa9\":"
+const std::string SAMPLE_VALUES = "{\"a\":[1,-20,3.5,1000,{},[],\"\"],\"b\\n\xc3\xa9\":"
                                   "{\"c\":null,\"d\":true,\"e\":false}};null;"
                                   "\"x\\\"\\\\/\xf0\x9f\x98\x80\";[];12;-0.5;true;"
                                   "{\"k\":\"\xff\xc3\"};9223372036854775807;";
