@@ -1,4 +1,4 @@
-#include "uloop_signals.h"
+#include "dep/ubox.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -6,6 +6,7 @@
 #include <time.h>
 
 bool uloop_cancelled = false;
+bool uloop_handle_sigchld = true;
 
 namespace {
 
@@ -13,7 +14,8 @@ constexpr int MAX_FETCHED = 10;
 constexpr int64_t MICROSECONDS = 1'000'000;
 
 int epoll_fd = -1;
-int run_depth;
+int waker_write = -1;
+volatile sig_atomic_t stop_signal;             // that ended the run, 0 while there was none
 list_head timeouts = LIST_HEAD_INIT(timeouts); // by due time
 
 // Events that epoll has reported and that are still to be delivered, one a round. Those of a
@@ -32,6 +34,21 @@ timeval monotonic_now()
 int64_t microseconds_between(const timeval &from, const timeval &to)
 {
     return (int64_t{to.tv_sec} - from.tv_sec) * MICROSECONDS + (to.tv_usec - from.tv_usec);
+}
+
+void insert(uloop_timeout &timeout)
+{
+    // Walked from the end: what is set last mostly is due last.
+    list_head *position = timeouts.prev;
+    while (position != &timeouts) {
+        const uloop_timeout *earlier = list_entry(position, uloop_timeout, list);
+        if (microseconds_between(earlier->time, timeout.time) >= 0) {
+            break;
+        }
+        position = position->prev;
+    }
+    list_add(&timeout.list, position);
+    timeout.pending = true;
 }
 
 // The times are compared with the clock at the start, so a timer that its callback keeps arming
@@ -127,32 +144,70 @@ void set_nonblocking(int fd)
     }
 }
 
+// A handler of ours wakes the loop, as a signal may come between its look at uloop_cancelled and
+// its wait.
+void on_stop_signal(int signo)
+{
+    const int saved_errno = errno;
+    stop_signal = signo;
+    uloop_cancelled = true;
+    (void)!write(waker_write, "", 1); // a full pipe wakes the loop just as well
+    errno = saved_errno;
+}
+
+void drain_waker(uloop_fd *fd, unsigned)
+{
+    char bytes[64];
+    while (read(fd->fd, bytes, sizeof bytes) > 0) {
+        continue;
+    }
+}
+
+void take_signal(int signo, void (*handler)(int))
+{
+    struct sigaction action;
+    if (sigaction(signo, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {
+        action.sa_handler = handler;
+        action.sa_flags = 0;
+        (void)sigaction(signo, &action, nullptr); // cannot fail: it was valid when it was read
+    }
+}
+
+// -1 when the system refuses.
+int open_waker()
+{
+    static uloop_fd waker;
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) < 0) {
+        return -1;
+    }
+    waker = {.cb = drain_waker, .fd = ends[0]};
+    waker_write = ends[1];
+    return uloop_fd_add(&waker, ULOOP_READ);
+}
+
 } // namespace
 
 int uloop_init(void)
 {
     if (epoll_fd < 0) {
         epoll_fd = epoll_create1(EPOLL_CLOEXEC);
-        if (epoll_fd < 0) {
-            return -1;
-        }
-        if (loop_waker_open() < 0) {
-            uloop_done();
-            return -1;
-        }
     }
-    loop_signals_install();
+    if (epoll_fd < 0 || (waker_write < 0 && open_waker() < 0)) {
+        return -1;
+    }
+    take_signal(SIGINT, on_stop_signal);
+    take_signal(SIGTERM, on_stop_signal);
+    take_signal(SIGPIPE, SIG_IGN);
     return 0;
 }
 
 int uloop_run_timeout(int timeout)
 {
-    loop_stop_signal = 0;
+    stop_signal = 0;
     uloop_cancelled = false;
-    run_depth++;
     do {
         run_due_timers();
-        loop_reap_children();
         if (uloop_cancelled) {
             break;
         }
@@ -161,27 +216,7 @@ int uloop_run_timeout(int timeout)
             deliver(event);
         }
     } while (timeout < 0 && !uloop_cancelled);
-    run_depth--;
-    return loop_stop_signal;
-}
-
-bool uloop_cancelling(void)
-{
-    return run_depth > 0 && uloop_cancelled;
-}
-
-void uloop_done(void)
-{
-    loop_signals_restore();
-    loop_waker_close();
-    if (epoll_fd >= 0) {
-        close(epoll_fd);
-    }
-    epoll_fd = -1;
-    fetched_next = fetched_count = 0;
-    while (!list_empty(&timeouts)) {
-        (void)uloop_timeout_cancel(list_first_entry(&timeouts, uloop_timeout, list));
-    }
+    return stop_signal;
 }
 
 int uloop_fd_add(struct uloop_fd *fd, unsigned int flags)
@@ -230,25 +265,6 @@ int uloop_fd_delete(struct uloop_fd *fd)
     return epoll_ctl(epoll_fd, EPOLL_CTL_DEL, fd->fd, nullptr);
 }
 
-int uloop_timeout_add(struct uloop_timeout *timeout)
-{
-    if (timeout->pending) {
-        return -1;
-    }
-    // Walked from the end: what is set last mostly is due last.
-    list_head *position = timeouts.prev;
-    while (position != &timeouts) {
-        const uloop_timeout *earlier = list_entry(position, uloop_timeout, list);
-        if (microseconds_between(earlier->time, timeout->time) >= 0) {
-            break;
-        }
-        position = position->prev;
-    }
-    list_add(&timeout->list, position);
-    timeout->pending = true;
-    return 0;
-}
-
 int uloop_timeout_set(struct uloop_timeout *timeout, int msecs)
 {
     (void)uloop_timeout_cancel(timeout); // it may well not be pending
@@ -263,7 +279,8 @@ int uloop_timeout_set(struct uloop_timeout *timeout, int msecs)
         due.tv_usec += MICROSECONDS;
     }
     timeout->time = due;
-    return uloop_timeout_add(timeout);
+    insert(*timeout);
+    return 0;
 }
 
 int uloop_timeout_cancel(struct uloop_timeout *timeout)
@@ -274,12 +291,4 @@ int uloop_timeout_cancel(struct uloop_timeout *timeout)
     list_del(&timeout->list);
     timeout->pending = false;
     return 0;
-}
-
-int64_t uloop_timeout_remaining64(struct uloop_timeout *timeout)
-{
-    if (!timeout->pending) {
-        return -1;
-    }
-    return microseconds_between(monotonic_now(), timeout->time) / 1000;
 }

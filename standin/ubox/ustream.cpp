@@ -1,8 +1,11 @@
-#include "ustream_private.h"
+#include "ustream_blocks.h"
 
+#include <fcntl.h>
+#include <span>
+#include <sys/socket.h>
 #include <type_traits>
 
-static_assert(std::is_standard_layout_v<ustream> && std::is_trivial_v<ustream>);
+static_assert(std::is_standard_layout_v<ustream_fd> && std::is_trivial_v<ustream_fd>);
 
 namespace {
 
@@ -10,131 +13,26 @@ constexpr int READ_BUFFER_LEN = 4096;
 constexpr int WRITE_BUFFER_LEN = 256;
 constexpr int READ_RETRY_MS = 100;
 
-bool at_limit(const ustream_buf_list &list)
+ustream_fd &stream_fd(ustream &s)
 {
-    return list.max_buffers > 0 && list.buffers >= list.max_buffers;
+    return *container_of(&s, ustream_fd, stream);
 }
 
-int allocate_block(ustream *, ustream_buf_list *list)
+// Watches the descriptor for what is wanted of it. Every change is a fresh edge-triggered
+// registration, so what was ready before is reported again.
+int update_watch(ustream_fd &sf, bool for_writing)
 {
-    if (at_limit(*list)) {
-        return -1;
+    unsigned flags = ULOOP_EDGE_TRIGGER | ULOOP_ERROR_CB;
+    if (!sf.stream.read_blocked) {
+        flags |= ULOOP_READ;
     }
-    const size_t len = static_cast<size_t>(list->buffer_len);
-    auto *block = static_cast<ustream_buf *>(malloc(sizeof(ustream_buf) + len + 1));
-    if (!block) {
-        return -1;
+    if (for_writing) {
+        flags |= ULOOP_WRITE;
     }
-    block->next = nullptr;
-    block->data = block->tail = block->head;
-    block->end = block->head + len;
-    if (list->tail) {
-        list->tail->next = block;
-    } else {
-        list->head = list->data_tail = block;
+    if (sf.fd.registered && sf.fd.flags == flags) {
+        return 0;
     }
-    list->tail = block;
-    list->buffers++;
-    return 0;
-}
-
-void free_blocks(ustream_buf_list &list)
-{
-    while (list.head) {
-        ustream_buf *block = list.head;
-        list.head = block->next;
-        free(block);
-    }
-    list.data_tail = list.tail = nullptr;
-    list.data_bytes = list.buffers = 0;
-}
-
-void reset_list(ustream_buf_list &list, int max_buffers, int buffer_len)
-{
-    list.head = list.data_tail = list.tail = nullptr;
-    list.data_bytes = list.buffers = 0;
-    if (!list.alloc) {
-        list.alloc = allocate_block;
-    }
-    if (list.min_buffers == 0) {
-        list.min_buffers = 1;
-    }
-    if (list.max_buffers == 0) {
-        list.max_buffers = max_buffers;
-    }
-    if (list.buffer_len <= 0) {
-        list.buffer_len = buffer_len;
-    }
-}
-
-// The block that takes the next byte; null when at the limit or out of memory.
-ustream_buf *block_with_room(ustream &s, ustream_buf_list &list)
-{
-    ustream_buf *block = list.data_tail;
-    if (block && block->tail < block->end) {
-        return block;
-    }
-    if (block == list.tail && list.alloc(&s, &list) < 0) {
-        return nullptr;
-    }
-    list.data_tail = block ? block->next : list.head;
-    return list.data_tail;
-}
-
-// The oldest block is empty now. The one that takes new data stays in its place; others are kept
-// for later as far as min_buffers says.
-void recycle_head(ustream_buf_list &list)
-{
-    ustream_buf *block = list.head;
-    block->data = block->tail = block->head;
-    if (block == list.data_tail) {
-        return;
-    }
-    list.head = block->next;
-    if (list.buffers > list.min_buffers) {
-        free(block);
-        list.buffers--;
-        return;
-    }
-    block->next = nullptr;
-    list.tail->next = block;
-    list.tail = block;
-}
-
-void drop_oldest(ustream_buf_list &list, int len)
-{
-    list.data_bytes -= len;
-    while (len > 0) {
-        ustream_buf *block = list.head;
-        const ptrdiff_t there = block->tail - block->data;
-        const int taken = there < len ? static_cast<int>(there) : len;
-        block->data += taken;
-        len -= taken;
-        if (block->data == block->tail) {
-            recycle_head(list);
-        }
-    }
-}
-
-int enqueue(ustream &s, const char *data, int len)
-{
-    if (len > INT_MAX - s.w.data_bytes) {
-        len = INT_MAX - s.w.data_bytes;
-    }
-    int queued = 0;
-    while (queued < len) {
-        ustream_buf *block = block_with_room(s, s.w);
-        if (!block) {
-            break;
-        }
-        const ptrdiff_t room = block->end - block->tail;
-        const int part = room < len - queued ? static_cast<int>(room) : len - queued;
-        memcpy(block->tail, data + queued, static_cast<size_t>(part));
-        block->tail += part;
-        queued += part;
-    }
-    s.w.data_bytes += queued;
-    return queued;
+    return uloop_fd_add(&sf.fd, flags);
 }
 
 void announce_state(ustream &s)
@@ -143,20 +41,11 @@ void announce_state(ustream &s)
     (void)uloop_timeout_set(&s.state_change, 0); // cannot fail
 }
 
-void on_state_timer(uloop_timeout *timer)
+void fail_writing(ustream &s)
 {
-    ustream *s = container_of(timer, ustream, state_change);
-    if (s->read_retry) {
-        s->read_retry = false;
-        (void)ustream_poll(s); // what it read is announced
-    }
-    if (!s->state_changed) {
-        return;
-    }
-    s->state_changed = false;
-    if (s->notify_state) {
-        s->notify_state(s); // may free the stream
-    }
+    s.write_error = true;
+    free_blocks(s.w);
+    announce_state(s);
 }
 
 // A notify_read that polls the stream is not called within itself, but once more afterwards.
@@ -184,71 +73,117 @@ void set_blocked(ustream &s, read_blocked_reason reason, bool set)
         return;
     }
     s.read_blocked = blocked;
-    s.set_read_blocked(&s);
+    (void)update_watch(stream_fd(s), s.w.data_bytes > 0);
 }
 
-} // namespace
-
-void stream_reset(ustream &s)
+// Where the next bytes can be read to. Empty when the buffer is full, which blocks the reading, or
+// when there is no memory: then the stream is polled again after a short time, as the descriptor
+// will not be reported again for what it holds already.
+std::span<char> read_room(ustream &s)
 {
-    reset_list(s.r, 1, READ_BUFFER_LEN);
-    reset_list(s.w, -1, WRITE_BUFFER_LEN);
-    s.state_change = {};
-    s.state_change.cb = on_state_timer;
-    s.write_error = s.eof = false;
-    s.read_blocked = read_blocked_reason{};
-    s.state_changed = s.read_retry = s.in_notify_read = s.unannounced_data = false;
-}
-
-std::span<char> stream_read_room(ustream &s)
-{
-    ustream_buf *block = s.r.data_tail;
-    if (block && block == s.r.head && block->tail == block->end && block->data > block->head) {
-        const ptrdiff_t len = block->tail - block->data;
-        memmove(block->head, block->data, static_cast<size_t>(len));
-        block->data = block->head;
-        block->tail = block->head + len;
-        if (s.string_data) {
-            *block->tail = '\0';
-        }
-    }
-    block = block_with_room(s, s.r);
-    if (block) {
-        return {block->tail, static_cast<size_t>(block->end - block->tail)};
-    }
-
-    if (at_limit(s.r)) {
-        set_blocked(s, READ_BLOCKED_FULL, true);
-    } else {
-        // The descriptor will not be reported again for what it holds already.
+    if (!s.r.head && !append_block(s.r)) {
         s.read_retry = true;
         if (!s.state_change.pending) {
             (void)uloop_timeout_set(&s.state_change, READ_RETRY_MS); // cannot fail
         }
+        return {};
     }
-    return {};
+    ustream_buf &block = *s.r.head;
+    if (block.tail == block.end && block.data > block.head) {
+        const size_t len = static_cast<size_t>(block.tail - block.data);
+        memmove(block.head, block.data, len);
+        block.data = block.head;
+        block.tail = block.head + len;
+        *block.tail = '\0';
+    }
+    if (block.tail == block.end) {
+        set_blocked(s, READ_BLOCKED_FULL, true);
+    }
+    return {block.tail, static_cast<size_t>(block.end - block.tail)};
 }
 
-void stream_received(ustream &s, int len)
+void take_in(ustream &s, int len)
 {
-    ustream_buf *block = s.r.data_tail;
-    block->tail += len;
+    s.r.head->tail += len;
+    *s.r.head->tail = '\0';
     s.r.data_bytes += len;
-    if (s.string_data) {
-        *block->tail = '\0';
-    }
     announce_read(s);
 }
 
-void stream_flush(ustream &s)
+// Reads until the descriptor has no more, or the reading gets blocked.
+bool read_available(ustream_fd &sf, bool stop_at_short_read)
+{
+    ustream &s = sf.stream;
+    bool any = false;
+    while (!s.eof && !s.read_blocked) {
+        const std::span<char> room = read_room(s);
+        if (room.empty()) {
+            break;
+        }
+        const ssize_t len = read(sf.fd.fd, room.data(), room.size());
+        if (len < 0 && errno == EINTR) {
+            continue;
+        }
+        if (len < 0 && (errno == EAGAIN || errno == ENOTCONN)) {
+            break;
+        }
+        if (len <= 0) {
+            s.eof = true;
+            announce_state(s);
+            break;
+        }
+        any = true;
+        take_in(s, static_cast<int>(len));
+        if (stop_at_short_read && static_cast<size_t>(len) < room.size()) {
+            break;
+        }
+    }
+    return any;
+}
+
+void on_state_timer(uloop_timeout *timer)
+{
+    ustream *s = container_of(timer, ustream, state_change);
+    if (s->read_retry) {
+        s->read_retry = false;
+        (void)ustream_poll(s); // what it read is announced
+    }
+    if (!s->state_changed) {
+        return;
+    }
+    s->state_changed = false;
+    if (s->notify_state) {
+        s->notify_state(s); // may free the stream
+    }
+}
+
+// Writes what the descriptor takes; -1 when it fails.
+int write_now(ustream_fd &sf, const char *data, int len)
+{
+    int done = 0;
+    while (done < len) {
+        const ssize_t written = write(sf.fd.fd, data + done, static_cast<size_t>(len - done));
+        if (written > 0) {
+            done += static_cast<int>(written);
+        } else if (written == 0 || errno == EAGAIN) {
+            // What cannot be watched would stay queued for ever.
+            return update_watch(sf, true) < 0 ? -1 : done;
+        } else if (errno != EINTR) {
+            return -1;
+        }
+    }
+    return done;
+}
+
+void flush(ustream &s)
 {
     int flushed = 0;
     while (s.w.data_bytes > 0) {
         const ustream_buf *block = s.w.head;
         const int len = static_cast<int>(block->tail - block->data);
-        const int written = s.write(&s, block->data, len, block != s.w.data_tail);
+        const int written = write_now(stream_fd(s), block->data, len);
         if (written < 0) {
-            stream_set_write_error(s);
+            fail_writing(s);
             return;
         }
         drop_oldest(s.w, written);
@@ -262,24 +197,61 @@ void stream_flush(ustream &s)
     }
 }
 
-void stream_set_eof(ustream &s)
+bool opened_for_reading(int fd)
 {
-    s.eof = true;
-    announce_state(s);
+    return (fcntl(fd, F_GETFL) & O_ACCMODE) != O_WRONLY;
 }
 
-void stream_set_write_error(ustream &s)
+void on_event(uloop_fd *fd, unsigned events)
 {
-    s.write_error = true;
-    free_blocks(s.w);
-    announce_state(s);
+    ustream_fd &sf = *container_of(fd, ustream_fd, fd);
+    ustream &s = sf.stream;
+    const bool hung_up = fd->error; // a new registration clears it
+    const bool ended = hung_up || fd->eof;
+
+    if (events & ULOOP_WRITE) {
+        flush(s);
+        (void)update_watch(sf, s.w.data_bytes > 0);
+    }
+    // A pipe whose writer has gone reports the hang-up alone: only a read tells the end of input.
+    if ((events & ULOOP_READ) || (hung_up && opened_for_reading(fd->fd))) {
+        (void)read_available(sf, sf.stream_socket && !ended);
+    }
+    if (hung_up && !s.write_error) {
+        fail_writing(s);
+        (void)update_watch(sf, false);
+    }
+}
+
+bool is_stream_socket(int fd)
+{
+    int type = 0;
+    socklen_t len = sizeof type;
+    return getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &len) == 0 && type == SOCK_STREAM;
+}
+
+} // namespace
+
+void ustream_fd_init(struct ustream_fd *sf, int fd)
+{
+    ustream &s = sf->stream;
+    const int read_len = s.r.buffer_len > 0 ? s.r.buffer_len : READ_BUFFER_LEN;
+    const int write_len = s.w.buffer_len > 0 ? s.w.buffer_len : WRITE_BUFFER_LEN;
+    s = {.r = {.buffer_len = read_len},
+         .w = {.buffer_len = write_len},
+         .state_change = {.cb = on_state_timer},
+         .notify_read = s.notify_read,
+         .notify_write = s.notify_write,
+         .notify_state = s.notify_state,
+         .string_data = s.string_data};
+    sf->fd = {.cb = on_event, .fd = fd};
+    sf->stream_socket = is_stream_socket(fd);
+    (void)update_watch(*sf, false); // registered tells
 }
 
 void ustream_free(struct ustream *s)
 {
-    if (s->free) {
-        s->free(s);
-    }
+    (void)uloop_fd_delete(&stream_fd(*s).fd);     // its owner may have closed the descriptor
     (void)uloop_timeout_cancel(&s->state_change); // mostly it is not pending
     free_blocks(s->r);
     free_blocks(s->w);
@@ -306,53 +278,36 @@ void ustream_consume(struct ustream *s, int len)
     set_blocked(*s, READ_BLOCKED_FULL, false);
 }
 
-int ustream_write(struct ustream *s, const char *data, int len, bool more)
+int ustream_write(struct ustream *s, const char *data, int len, bool)
 {
     if (s->write_error || len <= 0) {
         return 0;
     }
     int written = 0;
     if (s->w.data_bytes == 0) {
-        written = s->write(s, data, len, more);
+        written = write_now(stream_fd(*s), data, len);
         if (written < 0) {
-            stream_set_write_error(*s);
+            fail_writing(*s);
             return -1;
         }
     }
-    return written + enqueue(*s, data + written, len - written);
+    return written + enqueue(s->w, data + written, len - written);
 }
 
 int ustream_printf(struct ustream *s, const char *format, ...)
 {
-    va_list arguments;
-    va_start(arguments, format);
-    const int result = ustream_vprintf(s, format, arguments);
-    va_end(arguments);
-    return result;
-}
-
-int ustream_vprintf(struct ustream *s, const char *format, va_list arguments)
-{
     if (s->write_error) {
         return 0;
     }
-    char small[1024];
-    va_list again;
-    va_copy(again, arguments);
-    int len = vsnprintf(small, sizeof small, format, arguments);
-    char *large = nullptr;
-    if (len >= static_cast<int>(sizeof small)) {
-        const size_t size = static_cast<size_t>(len) + 1;
-        large = static_cast<char *>(malloc(size));
-        if (large) {
-            (void)vsnprintf(large, size, format, again); // as long as before
-        } else {
-            len = sizeof small - 1;
-        }
+    char *text = nullptr;
+    va_list arguments;
+    va_start(arguments, format);
+    const int len = vasprintf(&text, format, arguments);
+    va_end(arguments);
+    const int result = len < 0 ? 0 : ustream_write(s, text, len, false);
+    if (len >= 0) {
+        free(text);
     }
-    va_end(again);
-    const int result = ustream_write(s, large ? large : small, len, false);
-    free(large);
     return result;
 }
 
@@ -363,5 +318,5 @@ void ustream_set_read_blocked(struct ustream *s, bool set)
 
 bool ustream_poll(struct ustream *s)
 {
-    return s->poll && s->poll(s);
+    return read_available(stream_fd(*s), false);
 }

@@ -1,4 +1,4 @@
-// Logging to syslog and to standard error.
+// Logging to syslog or to standard error.
 #pragma once
 
 #include <syslog.h>
@@ -8,10 +8,9 @@ enum {
     ULOG_STDIO = 4, // "ident: text" on standard error
 };
 
-// Chooses the channels, the syslog facility and the ident, which must outlive the logging. Until
-// then messages go to syslog as LOG_DAEMON.
+// Chooses one of the channels, the syslog facility and the ident, which must outlive the logging.
+// Until then messages go to syslog.
 void ulog_open(int channels, int facility, const char *ident);
-void ulog_close(void);
 // Drops messages of a priority number above `threshold`; none are dropped at first.
 void ulog_threshold(int threshold);
 void ulog(int priority, const char *format, ...) __attribute__((format(printf, 2, 3)));

@@ -39,12 +39,12 @@ struct uloop_timeout {
 
 // Ends the running loop when set; cleared when a run begins.
 extern bool uloop_cancelled;
-// Whether uloop_init takes SIGCHLD and the loop reaps every ended child.
+// The program sets it to false before uloop_init: nothing here takes SIGCHLD or reaps a child.
 extern bool uloop_handle_sigchld;
 
 // Makes the loop ready; 0, or -1 when the system refuses. May be called again. Of the signals whose
-// action is the default one it ignores SIGPIPE and catches SIGINT and SIGTERM (both end the run)
-// and, with uloop_handle_sigchld, SIGCHLD. Other actions are left alone.
+// action is the default one it ignores SIGPIPE and catches SIGINT and SIGTERM, which both end the
+// run. Other actions are left alone.
 int uloop_init(void);
 // Runs until cancelled (timeout < 0), or for exactly one round that waits at most `timeout`
 // milliseconds. A cancellation from before the call is forgotten. Returns the number of the signal
@@ -53,21 +53,6 @@ int uloop_init(void);
 // A round calls all due timers, waits unless events are left over, and calls one descriptor
 // callback. A callback may remove any watch and any timer, its own included, and free the record.
 int uloop_run_timeout(int timeout);
-// Whether a run is about to end.
-bool uloop_cancelling(void);
-// Gives the loop's descriptors and signal actions back; watches and timers are forgotten.
-void uloop_done(void);
-
-static inline int uloop_run(void)
-{
-    return uloop_run_timeout(-1);
-}
-
-static inline void uloop_end(void)
-{
-    uloop_cancelled = true;
-}
-
 // Watches `fd`, or changes its watch, for the given flags; without ULOOP_READ and ULOOP_WRITE it
 // removes the watch. A new watch sets O_NONBLOCK on the descriptor unless ULOOP_BLOCKING is given.
 // -1 when the descriptor cannot be watched: so it is with regular files and /dev/null.
@@ -75,11 +60,8 @@ int uloop_fd_add(struct uloop_fd *fd, unsigned int flags);
 // Removes the watch with any event of it that has not been delivered; 0, also when there was none.
 int uloop_fd_delete(struct uloop_fd *fd);
 
-// Queues a timer at its `time`; -1 when it is pending. Equal times are served first come first.
-int uloop_timeout_add(struct uloop_timeout *timeout);
-// Queues a timer, pending or not, to be due in `msecs` milliseconds.
+// Queues a timer, pending or not, to be due in `msecs` milliseconds. Equal times are served first
+// come first.
 int uloop_timeout_set(struct uloop_timeout *timeout, int msecs);
 // Takes a timer out; -1 when it is not pending.
 int uloop_timeout_cancel(struct uloop_timeout *timeout);
-// Milliseconds until the timer is due, negative when overdue; -1 also when it is not pending.
-int64_t uloop_timeout_remaining64(struct uloop_timeout *timeout);

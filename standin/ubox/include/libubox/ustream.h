@@ -10,34 +10,18 @@
 #pragma once
 
 #include <libubox/uloop.h>
-#include <stdarg.h>
 #include <stdbool.h>
 
 struct ustream;
 
-// One block of buffer memory; its data lies between `data` and `tail`.
-struct ustream_buf {
-    struct ustream_buf *next;
-    char *data;
-    char *tail;
-    char *end; // one byte more is allocated, for the NUL of string_data
-    char head[];
-};
+struct ustream_buf; // private
 
-// The blocks of one direction, owned by the stream.
+// The bytes of one direction, owned by the stream.
 struct ustream_buf_list {
-    struct ustream_buf *head;      // oldest data
-    struct ustream_buf *data_tail; // newest data; blocks behind it are empty
-    struct ustream_buf *tail;
-
-    // Appends a block; 0, or -1 when at the limit or out of memory.
-    int (*alloc)(struct ustream *s, struct ustream_buf_list *list);
-
-    int data_bytes;  // in all blocks
-    int min_buffers; // blocks kept when they are empty
-    int max_buffers; // negative: no limit
-    int buffer_len;  // bytes in a block
-    int buffers;     // blocks allocated
+    struct ustream_buf *head; // oldest data
+    struct ustream_buf *tail; // newest data
+    int data_bytes;           // in all blocks
+    int buffer_len;           // bytes in a block
 };
 
 enum read_blocked_reason {
@@ -46,7 +30,7 @@ enum read_blocked_reason {
 };
 
 // A stream. Zero-filled first; then its owner sets the callbacks that it wants, string_data, and
-// buffer limits that differ from the defaults: one read block of 4096 bytes, any number of write
+// buffer lengths that differ from the defaults: one read block of 4096 bytes, any number of write
 // blocks of 256.
 struct ustream {
     struct ustream_buf_list r;
@@ -57,13 +41,7 @@ struct ustream {
     void (*notify_write)(struct ustream *s, int bytes);
     void (*notify_state)(struct ustream *s);
 
-    // What the kind of stream provides.
-    int (*write)(struct ustream *s, const char *data, int len, bool more);
-    void (*free)(struct ustream *s);
-    void (*set_read_blocked)(struct ustream *s);
-    bool (*poll)(struct ustream *s);
-
-    bool string_data; // a NUL byte follows the read data; set before the stream is initialised
+    bool string_data; // a NUL byte follows the read data (here it always does)
     bool write_error; // nothing can be written any more; the queue is dropped
     bool eof;         // nothing will be read any more; buffered data may be left
     enum read_blocked_reason read_blocked; // zero or more of the reasons
@@ -101,22 +79,9 @@ void ustream_consume(struct ustream *s, int len);
 int ustream_write(struct ustream *s, const char *data, int len, bool more);
 int ustream_printf(struct ustream *s, const char *format, ...)
     __attribute__((format(printf, 2, 3)));
-int ustream_vprintf(struct ustream *s, const char *format, va_list arguments)
-    __attribute__((format(printf, 2, 0)));
 
 // Stops and resumes the reading. A descriptor that is watched for nothing leaves the loop.
 void ustream_set_read_blocked(struct ustream *s, bool set);
 // Reads now until there is nothing left, the input ends or the reading is blocked; true when bytes
 // were read.
 bool ustream_poll(struct ustream *s);
-
-static inline bool ustream_read_blocked(const struct ustream *s)
-{
-    return s->read_blocked != 0;
-}
-
-// Bytes that wait to be written, or to be consumed.
-static inline int ustream_pending_data(const struct ustream *s, bool write)
-{
-    return write ? s->w.data_bytes : s->r.data_bytes;
-}

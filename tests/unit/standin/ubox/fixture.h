@@ -130,5 +130,4 @@ public:
 
 protected:
     void SetUp() override { ASSERT_EQ(uloop_init(), 0); }
-    void TearDown() override { uloop_done(); }
 };

@@ -63,46 +63,21 @@ struct Loop : LoopTest {
 
 TEST_F(Loop, timers_run_by_time_then_by_age)
 {
-    Named a("a"), b("b"), c("c"), d("d"), e("e");
+    Named a("a"), b("b"), c("c"), d("d"), e("e"), far("f");
+    uloop_timeout_set(&far.timer, INT_MAX);
     uloop_timeout_set(&d.timer, 30);
     uloop_timeout_set(&c.timer, 10);
     uloop_timeout_set(&a.timer, -5);
-    b.timer.time = c.timer.time;
-    EXPECT_EQ(uloop_timeout_add(&b.timer), 0);
-    EXPECT_EQ(uloop_timeout_add(&b.timer), -1);
+    uloop_timeout_set(&b.timer, 10);
     uloop_timeout_set(&e.timer, 5);
     EXPECT_EQ(uloop_timeout_cancel(&e.timer), 0);
     EXPECT_EQ(uloop_timeout_cancel(&e.timer), -1);
-    EXPECT_EQ(uloop_timeout_remaining64(&e.timer), -1);
     uloop_timeout_set(&e.timer, 5);
     uloop_timeout_set(&e.timer, 100'000);
-    EXPECT_EQ((uloop_timeout_remaining64(&e.timer) + 5000) / 10'000, 10);
     const int64_t start = milliseconds_now();
     run_until([&] { return log.size() == 4; });
     EXPECT_EQ(log, "acbd");
     EXPECT_GE(milliseconds_now() - start, 28);
-}
-
-TEST_F(Loop, timers_bear_any_time)
-{
-    Named near("n"), far("f"), past("p");
-    uloop_timeout_set(&near.timer, 400);
-    for (const int64_t seconds : {int64_t{1} << 31, int64_t{1} << 33, int64_t{1} << 40}) {
-        far.timer.time = near.timer.time;
-        far.timer.time.tv_sec += seconds;
-        EXPECT_EQ(uloop_timeout_add(&far.timer), 0);
-        EXPECT_EQ((uloop_timeout_remaining64(&far.timer) + 500) / 1000, seconds);
-        EXPECT_EQ(uloop_run_timeout(1), 0);
-        EXPECT_EQ(uloop_timeout_cancel(&far.timer), 0);
-    }
-    uloop_timeout_add(&far.timer);
-    uloop_timeout_set(&near.timer, 20);
-    past.timer.time.tv_sec = -(int64_t{1} << 40);
-    uloop_timeout_add(&past.timer);
-    run_until([&] { return log.size() == 2; });
-    EXPECT_EQ(log, "pn");
-    uloop_timeout_set(&near.timer, INT_MAX);
-    EXPECT_EQ((uloop_timeout_remaining64(&near.timer) + 5000) / 10'000, INT_MAX / 10'000);
 }
 
 TEST_F(Loop, round_delivers_one_event_after_due_timers)
@@ -110,7 +85,7 @@ TEST_F(Loop, round_delivers_one_event_after_due_timers)
     Pair pairs[2] = {socket_pair(), socket_pair()};
     Named timer("t");
     const auto arm = [&] { uloop_timeout_set(&timer.timer, 0); };
-    Named watches[2] = {{"w", arm}, {"w", arm}};
+    Named watches[2] = {Named("w", arm), Named("w", arm)};
     // Edge-triggered, so what the first run has fetched must be kept for the second.
     for (int i = 0; i < 2; i++) {
         watches[i].watch_end(pairs[i], ULOOP_READ | ULOOP_EDGE_TRIGGER);
@@ -126,14 +101,10 @@ TEST_F(Loop, round_delivers_one_event_after_due_timers)
 
 TEST_F(Loop, cancellation_before_a_run_is_forgotten)
 {
-    Named timer("t", [] {
-        uloop_end();
-        EXPECT_TRUE(uloop_cancelling());
-    });
+    Named timer("t", [] { uloop_cancelled = true; });
     uloop_cancelled = true;
-    EXPECT_FALSE(uloop_cancelling());
     uloop_timeout_set(&timer.timer, 1);
-    EXPECT_EQ(uloop_run(), 0);
+    EXPECT_EQ(uloop_run_timeout(-1), 0);
     EXPECT_EQ(log, "t");
     EXPECT_TRUE(uloop_cancelled);
     EXPECT_EQ(uloop_run_timeout(0), 0);
@@ -164,7 +135,8 @@ TEST_F(Loop, callback_may_remove_and_free_watches)
 
 TEST_F(Loop, hang_up_removes_the_watch_unless_errors_are_asked_for)
 {
-    for (unsigned more : {0u, ULOOP_ERROR_CB | ULOOP_EDGE_TRIGGER}) {
+    constexpr unsigned STAYING = ULOOP_ERROR_CB | ULOOP_EDGE_TRIGGER;
+    for (const unsigned more : {0U, STAYING}) {
         log.clear();
         Pair pair = pipe_pair();
         Named watch("w");
