@@ -48,6 +48,7 @@ void on_command_reply(node *reply, void *context)
         head->callback(reply, head->context);
     }
     list_del(&head->list);
+    connection.command_count--;
     pending_command_free(head);
     connection.command_in_flight = 0;
     if (!list_empty(&connection.commands)) {
@@ -122,7 +123,8 @@ node *command_request(const char *name)
 int send_command(DaemonConnection &connection, node *request, void *context,
                  CommandCallback callback)
 {
-    PendingCommand *command = zalloc<PendingCommand>();
+    const bool room = connection.command_count < COMMANDS_MAX;
+    PendingCommand *command = room ? zalloc<PendingCommand>() : nullptr;
     Text text(request != nullptr ? json_stringify(request, 1) : nullptr);
     if (command == nullptr || !text) {
         ulog(LOG_ERR, "Could not allocate command\n");
@@ -134,6 +136,7 @@ int send_command(DaemonConnection &connection, node *request, void *context,
     command->callback = callback;
     command->text = text.release();
     list_add_tail(&command->list, &connection.commands);
+    connection.command_count++;
     if (!connection.command_in_flight) {
         write_head(connection);
     }

@@ -21,9 +21,13 @@ struct PendingCommand {
 // A request: an object whose "cmd" is the command's name. Null when memory is short.
 [[nodiscard]] node *command_request(const char *name);
 
+// Commands that may wait for their replies. A daemon that never answers must not cost memory for
+// every key.
+constexpr size_t COMMANDS_MAX = 1000;
+
 // Queues a request and writes it when no other command is in flight. Every command gets one reply,
 // in order; callback may be null. Takes the request on success. Returns -1, with a line in the log
-// and the request left to the caller, when memory is short or request is null.
+// and the request left to the caller, when memory is short, request is null or COMMANDS_MAX wait.
 [[nodiscard]] int send_command(DaemonConnection &connection, node *request, void *context,
                                CommandCallback callback);
 

@@ -30,6 +30,7 @@ struct DaemonConnection {
     ReadGate port_output;          // when data_stream may read
     void (*on_port_drained)(void); // what was typed is on its way to the port; set by the front end
     uloop_fd cmd_hangup;           // watches cmd.sck while cmd_stream's full buffer keeps it blind
+    size_t command_count;          // the length of commands
     uloop_timeout cmd_backlog;     // parses that full buffer once a command is in flight
 };
 

@@ -8,12 +8,19 @@
 #include "link/command.h"
 #include "link/connection.h"
 #include "link/owned.h"
+#include "text/printable.h"
 
 namespace {
 
+// The environment may hold any bytes, a request holds UTF-8.
 bool add_text(node *object, const char *name, const char *text)
 {
-    return node_object_add(object, name, node_new_string(text));
+    const Text copy(strdup(text));
+    if (!copy) {
+        return false;
+    }
+    replace_bad_bytes(copy.get());
+    return node_object_add(object, name, node_new_string(copy.get()));
 }
 
 // "client-address client-port server-port" becomes "client-address:client-port"; any other text

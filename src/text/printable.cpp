@@ -50,6 +50,18 @@ Character decode_character(std::string_view text)
     return {code_point, length, true, length, false};
 }
 
+void replace_bad_bytes(char *text)
+{
+    for (size_t left = strlen(text); left > 0;) {
+        const Character character = decode_character({text, left});
+        if (!character.valid) {
+            *text = '?';
+        }
+        text += character.length;
+        left -= character.length;
+    }
+}
+
 size_t incomplete_tail(std::string_view bytes)
 {
     for (size_t back = 1; back <= 3 && back <= bytes.size(); back++) {

@@ -24,6 +24,9 @@ constexpr bool continues_character(char byte)
     return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
 }
 
+// Puts "?" in the place of every byte that is not UTF-8.
+void replace_bad_bytes(char *text);
+
 // The length of an incomplete UTF-8 sequence at the end of the bytes, 0 to 3.
 size_t incomplete_tail(std::string_view bytes);
 

@@ -81,6 +81,9 @@ void popup_destroy(Widget *widget)
 
 void popup_open(const char *text, PopupPlace place, PopupKeyHandler on_key)
 {
+    if (!widget_list_has_room(widget_list)) {
+        return;
+    }
     const Rectangle at = popup_rectangle(place, widget_list->height, widget_list->width);
     Widget *popup = popup_new(text, at.x0, at.y0, at.x1, at.y1, on_key);
     if (popup != nullptr) {

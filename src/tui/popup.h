@@ -16,7 +16,7 @@ struct PopupContext {
     uint16_t fg;
 };
 
-// Opens a popup on top of the widgets.
+// Opens a popup on top of the widgets, unless too many boxes are open.
 void popup_open(const char *text, PopupPlace place, PopupKeyHandler on_key);
 
 // A popup with a copy of text. Null, with a line in the log, when memory is short.

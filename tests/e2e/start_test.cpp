@@ -154,6 +154,9 @@ TEST(Identity, SetUserForEachWayIn)
         {{},
          {{"WEB_CLIENT", "https://a/\"b\""}},
          R"("access","remote_addr":"https://a/\"b\"","protocol":"Web"}})"},
+        {{"\xff\xe4\xb8"},
+         {{"SSH_CLIENT", "\xc3\xa9\xed\xa0\x80 1 2"}},
+         R"("???","remote_addr":"é???:1","protocol":"SSH"}})"},
     };
     for (const auto &row : rows) {
         Basic session;

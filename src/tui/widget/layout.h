@@ -30,6 +30,12 @@ constexpr bool overlaps(const Rectangle &a, const Rectangle &b)
     return a.x0 < b.x1 && a.x1 > b.x0 && a.y0 < b.y1 && a.y1 > b.y0;
 }
 
+constexpr bool contains(const Rectangle &outer, const Rectangle &inner)
+{
+    return outer.x0 <= inner.x0 && outer.x1 >= inner.x1 && outer.y0 <= inner.y0 &&
+           outer.y1 >= inner.y1;
+}
+
 constexpr Rectangle intersection(const Rectangle &a, const Rectangle &b)
 {
     return {a.x0 > b.x0 ? a.x0 : b.x0, a.y0 > b.y0 ? a.y0 : b.y0, a.x1 < b.x1 ? a.x1 : b.x1,

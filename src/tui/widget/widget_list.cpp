@@ -13,15 +13,26 @@ namespace {
 constexpr int32_t FLOOD = 16 * 1024;
 constexpr int PICTURE_INTERVAL_MS = 10;
 
-// From the bottom up, so that what lies above is painted over what lies below.
-void draw_all(WidgetList *list)
+// Upwards, so that what lies above is painted over what lies below.
+void draw_from(WidgetList *list, list_head *lowest)
 {
-    Widget *widget;
-    list_for_each_entry_reverse (widget, &list->widgets, list) {
+    for (list_head *at = lowest; at != &list->widgets; at = at->prev) {
+        Widget *widget = list_entry(at, Widget, list);
         if (widget->draw != nullptr) {
             widget->draw(widget);
         }
     }
+}
+
+void draw_all(WidgetList *list)
+{
+    draw_from(list, list->widgets.prev);
+}
+
+// Paints every cell of its rectangle, and closes some time.
+bool is_box(LayoutKind kind)
+{
+    return kind == LAYOUT_POPUP || kind == LAYOUT_TALL_POPUP;
 }
 
 void show_port_output(WidgetList *list)
@@ -87,6 +98,9 @@ void widget_list_add(WidgetList *list, Widget *widget)
 bool widget_list_open(WidgetList *list, WidgetConstructor construct, LayoutKind kind,
                       DaemonConnection &connection)
 {
+    if (is_box(kind) && !widget_list_has_room(list)) {
+        return false;
+    }
     Rectangle place = {};
     (void)layout_rectangle(kind, list->height, list->width, place);
     Widget *widget = construct(&connection, place.x0, place.y0, place.x1, place.y1);
@@ -96,18 +110,33 @@ bool widget_list_open(WidgetList *list, WidgetConstructor construct, LayoutKind 
     return widget != nullptr;
 }
 
+bool widget_list_has_room(const WidgetList *list)
+{
+    int boxes = 0;
+    const Widget *widget;
+    list_for_each_entry (widget, &list->widgets, list) {
+        boxes += is_box(widget->kind) ? 1 : 0;
+    }
+    return boxes < BOXES_MAX;
+}
+
 void widget_list_remove(WidgetList *list, Widget *widget)
 {
     const Rectangle bare = widget_rectangle(*widget);
     list_del(&widget->list);
     widget_free(widget);
+    list_head *lowest = list->widgets.prev;
     Widget *other;
     list_for_each_entry (other, &list->widgets, list) {
         if (other->on_damage != nullptr) {
             other->on_damage(bare.x0, bare.y0, bare.x1, bare.y1, other);
         }
+        if (is_box(other->kind) && contains(widget_rectangle(*other), bare)) {
+            lowest = &other->list; // what lies below stays hidden
+            break;
+        }
     }
-    draw_all(list); // the terminal was painted last, over popups that are still open
+    draw_from(list, lowest); // the lowest was painted last, over what lies above it
 }
 
 void widget_list_resize(WidgetList *list, int height, int width)

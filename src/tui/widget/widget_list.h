@@ -33,12 +33,19 @@ void widget_list_free(WidgetList *list);
 // output.
 void widget_list_add(WidgetList *list, Widget *widget);
 
-// Constructs a widget at the place of its kind and puts it on top. False where it is not made.
+// Constructs a widget at the place of its kind and puts it on top. False where it is not made, or
+// is a box too many.
 using WidgetConstructor = Widget *(*)(DaemonConnection *connection, int x0, int y0, int x1, int y1);
 [[nodiscard]] bool widget_list_open(WidgetList *list, WidgetConstructor construct, LayoutKind kind,
                                     DaemonConnection &connection);
 
-// Frees the widget and repaints what lay under it.
+// Popups and histories that may be open at a time.
+constexpr int BOXES_MAX = 32;
+
+// False when BOXES_MAX are open; another is not opened then.
+bool widget_list_has_room(const WidgetList *list);
+
+// Frees the widget and repaints what it lays bare.
 void widget_list_remove(WidgetList *list, Widget *widget);
 
 // Places every widget anew and repaints the screen.

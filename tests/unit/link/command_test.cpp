@@ -70,6 +70,18 @@ TEST_F(CommandChannel, AnswersACommandThatFindsTheBufferFull)
     EXPECT_TRUE(all_seen(1));
 }
 
+TEST_F(CommandChannel, KeepsAThousandForADaemonThatDoesNotAnswer)
+{
+    while (zorvad.command_count < COMMANDS_MAX) {
+        send("A");
+    }
+    EXPECT_EQ(-1, send_bare_command(zorvad, "B", nullptr, nullptr));
+    daemon.reply("{}");
+    EXPECT_TRUE(all_seen(1));
+    send("C");
+    EXPECT_EQ(-1, send_bare_command(zorvad, "B", nullptr, nullptr));
+}
+
 long peak_kilobytes()
 {
     rusage usage = {};

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "link/owned.h"
+#include "tui/popup.h"
 #include "tui/widget/layout.h"
 #include "unit/support/back_buffer.h"
 #include "unit/support/connected.h"
@@ -102,6 +103,41 @@ TEST_F(Stack, EndsARemovalAndAResizeWithThePaintingInOrder)
     calls.clear();
     widget_list_input("x", 1, list);
     EXPECT_EQ("bi ", calls);
+}
+
+TEST_F(Stack, ARemovalPaintsNothingThatStaysHidden)
+{
+    Widget *boxes[] = {make("1", LAYOUT_TALL_POPUP, {0, 3, 80, 21}),
+                       make("2", LAYOUT_POPUP, {20, 6, 60, 12}),
+                       make("3", LAYOUT_POPUP, {20, 6, 60, 18})};
+    for (Widget *box : boxes) {
+        widget_list_add(list, box);
+    }
+    const char *const expected[] = {"3x 2D 1D 1d 2d ", "2x 1D 1d ", "1x cD bD aD ad bd cd "};
+    for (int i = 2; i >= 0; i--) {
+        calls.clear();
+        widget_list_remove(list, boxes[i]);
+        EXPECT_EQ(expected[2 - i], calls);
+    }
+}
+
+TEST_F(Stack, HoldsSoManyBoxesAndNoMore)
+{
+    const auto construct = [](DaemonConnection *, int, int, int, int) {
+        return make("n", LAYOUT_TALL_POPUP, {});
+    };
+    widget_list = list;
+    for (int i = 0; i < BOXES_MAX; i++) {
+        EXPECT_TRUE(widget_list_open(list, construct, LAYOUT_TALL_POPUP, zorvad));
+    }
+    EXPECT_FALSE(widget_list_open(list, construct, LAYOUT_TALL_POPUP, zorvad));
+    const list_head *top = list->widgets.next;
+    popup_open("text", PopupPlace::HELP, nullptr);
+    EXPECT_EQ(top, list->widgets.next);
+    widget_list_remove(list, list_first_entry(&list->widgets, Widget, list));
+    popup_open("text", PopupPlace::HELP, nullptr);
+    EXPECT_FALSE(widget_list_has_room(list));
+    widget_list = nullptr;
 }
 
 TEST_F(Stack, SkipsWhatAWidgetDoesNotDo)
