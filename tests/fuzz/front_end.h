@@ -27,11 +27,11 @@ struct TerminalUi {
     void turn();
 };
 
-// The basic interface with its standard input on a socket and its standard output thrown away.
+// The basic interface with its standard input on a socket and its standard output thrown away;
+// what the test itself prints goes to the output that the process was started with.
 struct BasicInterface {
     Connected daemon;
     int keyboard = -1; // the user's end
-    int saved_output = -1;
 
     BasicInterface();
     ~BasicInterface();

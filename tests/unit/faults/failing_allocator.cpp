@@ -5,6 +5,9 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "dep/trell.h"
+#include "link/owned.h"
+
 namespace {
 
 int left; // allocations until the one that fails
@@ -80,5 +83,19 @@ int __wrap_asprintf(char **text, const char *format, ...)
     const int length = __wrap_vasprintf(text, format, arguments);
     va_end(arguments);
     return length;
+}
+
+pid_t __real_process_spawn_pipe(const string_list *arguments, const char *const *environment,
+                                const char *directory, int *in, int *out, int *error);
+pid_t __wrap_process_spawn_pipe(const string_list *arguments, const char *const *environment,
+                                const char *directory, int *in, int *out, int *error);
+
+pid_t __wrap_process_spawn_pipe(const string_list *, const char *const *environment,
+                                const char *directory, int *in, int *out, int *error)
+{
+    const StringList missing(_sl_new("/nonexistent/rpc-cmd.js"));
+    return missing
+               ? __real_process_spawn_pipe(missing.get(), environment, directory, in, out, error)
+               : -1;
 }
 }

@@ -1,5 +1,6 @@
 // Stands between the program with its stand-ins and the allocator: the linker sends their calls
-// here (--wrap), and none of any library's.
+// here (--wrap), and none of any library's. Between the program and the system's power script too,
+// if it has one: there it is missing.
 #pragma once
 
 // From now on the number-th allocation fails, counted from 1; 0: none does.
