@@ -20,8 +20,7 @@ namespace {
 void show_help()
 {
     const Text text(help_text());
-    // An escape character beyond ASCII is its own name, and no character of the terminal's.
-    const Text shown(text ? printable_copy(text.get(), true) : nullptr);
+    const Text shown(text ? printable_latin1(text.get()) : nullptr);
     if (shown) {
         console_print(shown.get());
     }

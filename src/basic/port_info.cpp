@@ -15,8 +15,8 @@ void print_greeting(const char *label)
 {
     char name[16] = "";
     escape_name(zorvad.escape_char, name, sizeof name);
-    const Text shown_label(printable_copy(label, false));
-    const Text shown_name(printable_copy(name, false));
+    const Text shown_label(printable_copy(label));
+    const Text shown_name(printable_latin1(name));
     if (shown_label && shown_name) {
         (void)ustream_printf(&stdout_stream.stream, "Connected to port: %s - Escape key is: %s\r\n",
                              shown_label.get(), shown_name.get());

@@ -25,12 +25,6 @@ bool in_background()
     return is_another_jobs(STDIN_FILENO);
 }
 
-// What is printed on the terminal must not drive it.
-char *field_copy(const char *text)
-{
-    return printable_copy(text, false);
-}
-
 void show_notice(const char *text)
 {
     if (!console_is_stuck()) {
@@ -57,7 +51,7 @@ const FrontEnd basic_front_end = {
     .in_background = in_background,
     .stop_sources = console_stop_sources,
     .printed = &stdout_stream,
-    .field_copy = field_copy,
+    .field_copy = printable_copy, // what is printed on the terminal must not drive it
     .show_notice = show_notice,
     .show_sessions = show_sessions,
 };

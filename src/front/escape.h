@@ -9,8 +9,8 @@
 extern uint8_t escape_pending;
 
 // Writes the display name of an escape character, such as "Ctrl-e", into name; a character without
-// a name of its own is its own name. As with strncpy, a name of size characters or more is not
-// terminated.
+// a name of its own is its own name, one byte (printable_latin1 shows it). As with strncpy, a name
+// of size characters or more is not terminated.
 void escape_name(unsigned char character, char *name, size_t size);
 
 // Asks the daemon for a serial break.

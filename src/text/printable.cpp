@@ -75,14 +75,12 @@ size_t incomplete_tail(std::string_view bytes)
     return 0;
 }
 
-size_t make_printable(std::string_view text, char *copy, bool keep_layout)
+size_t make_printable(std::string_view text, char *copy)
 {
     size_t length = 0;
     while (!text.empty()) {
         const Character character = decode_character(text);
-        const char byte = text[0];
-        const bool layout = byte == '\n' || byte == '\r' || byte == '\t';
-        if (!character.valid || (is_control(character.code_point) && !(keep_layout && layout))) {
+        if (!character.valid || is_control(character.code_point)) {
             copy[length++] = '?';
         } else {
             memmove(copy + length, text.data(), character.length); // copy may be text itself
@@ -93,12 +91,34 @@ size_t make_printable(std::string_view text, char *copy, bool keep_layout)
     return length;
 }
 
-char *printable_copy(const char *text, bool keep_layout)
+char *printable_copy(const char *text)
 {
     const size_t length = strlen(text);
     char *copy = static_cast<char *>(malloc(length + 1));
     if (copy != nullptr) {
-        copy[make_printable({text, length}, copy, keep_layout)] = '\0';
+        copy[make_printable({text, length}, copy)] = '\0';
     }
     return copy;
+}
+
+char *printable_latin1(const char *bytes)
+{
+    char *text = static_cast<char *>(malloc(2 * strlen(bytes) + 1));
+    if (text == nullptr) {
+        return nullptr;
+    }
+    char *end = text;
+    for (; *bytes != '\0'; bytes++) {
+        const unsigned char byte = static_cast<unsigned char>(*bytes);
+        if (is_control(byte) && strchr("\n\r\t", byte) == nullptr) {
+            *end++ = '?';
+        } else if (byte < 0x80) {
+            *end++ = *bytes;
+        } else {
+            *end++ = static_cast<char>(0xc0 | byte >> 6);
+            *end++ = static_cast<char>(0x80 | (byte & 0x3f));
+        }
+    }
+    *end = '\0';
+    return text;
 }

@@ -122,6 +122,11 @@ void handle_key(const tb_event &event, const KeyBytes &key)
         }
     }
     escape_pending = 0;
+    if (escape) {
+        const char byte = static_cast<char>(zorvad.escape_char); // however the terminal spells it
+        forward(&byte, 1);
+        return;
+    }
     forward(key.bytes, key.length);
 }
 

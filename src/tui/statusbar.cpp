@@ -38,11 +38,13 @@ void format_line(const StatusbarContext &context, char *buffer, size_t size)
 {
     char key[16] = "";
     escape_name(context.conn->escape_char, key, sizeof key - 1);
+    const Text shown_key(printable_latin1(key));
     snprintf(buffer, size,
              "Label: %s | Time: %ds | Users: %s | Info: %s |Signals: %s%s%s%s| %s ? for help",
              text_or_empty(context.label), seconds_connected(*context.conn),
              text_or_empty(context.users), text_or_empty(context.info), context.dcd ? "DCD " : "",
-             context.dsr ? "DSR " : "", context.ri ? "RI " : "", context.cts ? "CTS" : "", key);
+             context.dsr ? "DSR " : "", context.ri ? "RI " : "", context.cts ? "CTS" : "",
+             text_or_empty(shown_key.get()));
 }
 
 // Prints printable text as it is; a mark that combines with the character before it has no cell.
@@ -160,6 +162,6 @@ char *statusbar_format(Widget *widget, char *buffer, size_t size)
     }
     size_t length = strlen(buffer);
     length -= incomplete_tail({buffer, length});
-    buffer[make_printable({buffer, length}, buffer, false)] = '\0';
+    buffer[make_printable({buffer, length}, buffer)] = '\0';
     return buffer;
 }

@@ -77,7 +77,9 @@ bool tui_next_event(tb_event *event, KeyBytes *bytes)
 int tui_extract_hook(tb_event *event, size_t *consumed)
 {
     const UnparsedInput input = unparsed_input();
-    const size_t length = input.length - incomplete_tail({input.bytes, input.length});
+    const size_t complete = input.length - incomplete_tail({input.bytes, input.length});
+    // Alt and a letter of Latin-1 look unfinished, and their ESC is no key by itself.
+    const size_t length = complete > 1 ? complete : input.length;
     const char behind = input.bytes[length];
     event->type = TUI_EVENT_RAW_INPUT;
     input.bytes[length] = '\0';

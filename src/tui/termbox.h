@@ -21,5 +21,5 @@ struct KeyBytes {
 [[nodiscard]] bool tui_next_event(tb_event *event, KeyBytes *bytes);
 
 // termbox2's extract-pre hook: hands all unparsed input to the top widget as it came, but for an
-// unfinished character at its end, and has termbox2 drop it.
+// unfinished character at its end behind more than an ESC, and has termbox2 drop it.
 int tui_extract_hook(tb_event *event, size_t *consumed);

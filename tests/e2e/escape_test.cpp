@@ -125,7 +125,7 @@ TEST(Escape, CharacterOfThePort)
         {R"({"label":"lab","escape":65})", "A", "aAAbAq", "aAb"},
         {R"({"label":"lab","escape":113})", "q", "xqq", "x"},
         {R"({"label":"lab","escape":1})", "Ctrl-a", "\x01q", ""},
-        {R"({"label":"lab","escape":226})", "?", "\xe2q", ""},
+        {R"({"label":"lab","escape":226})", "\xc3\xa2", "\xe2\xe2\xe2q", "\xe2"},
         {R"({"label":"lab"})", "Ctrl-e", "x\5q", "x"},
     };
     for (const auto &row : rows) {
@@ -142,7 +142,7 @@ TEST(Escape, CharacterOfThePort)
 TEST(Escape, HelpNamesTheCharacter)
 {
     for (const auto &[escape, name] : std::vector<std::pair<int, std::string>>{
-             {29, "Ctrl-]"}, {32, "SPACE"}, {64, "@"}, {0, ""}}) {
+             {29, "Ctrl-]"}, {64, "@"}, {0, ""}, {0xe9, "\xc3\xa9"}, {0x9b, "?"}}) {
         Basic session;
         session.start({}, (R"({"label":"lab","escape":)" + std::to_string(escape) + "}").c_str(),
                       "Connected to port: lab - Escape key is: " + name + "\r\n");

@@ -54,6 +54,7 @@ TEST(TuiInput, KeysToPortBytes)
         {{"\x1b[Aabc\5q"}, "\x1b[Aabc\5q"}, // one burst, led by an escape: handed on as it is
         {{"k\x1b[A"}, "k\x1b[A"},
         {{"\x1bx"}, "\x1bx"},
+        {{"\x1b\xe9"}, "\x1b\xe9"}, // Alt and a letter of Latin-1
         {{"\x1b", "[A"}, "\x1b[A"},
         {{"\x1b", "[", "A", "q"}, "\x1b[Aq"},
         {{"\x1b[1;", "5C"}, "\x1b[1;5C"},
@@ -108,7 +109,8 @@ TEST(TuiInput, EscapeCharacterOfThePort)
          "\0q"s},
         {65, "A", "\1aAA\xc5\x81", "\1aA\xc5\x81", "Aq"}, // U+0141 ends in 0x41
         {32, "SPACE", "a  b", "a b", " q"},
-        {233, "?", "\xe9x\xc3\xa9\xc3\xa9", "\xe9x\xc3\xa9", "\xc3\xa9q"}, // U+00E9
+        {233, "\xc3\xa9", "\xe9x\xc3\xa9\xc3\xa9", "\xe9x\xe9", "\xc3\xa9q"},
+        {155, "?", "\xc2\x9b\xc2\x9b", "\x9b", "\xc2\x9bq"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.escape);
