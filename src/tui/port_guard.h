@@ -14,13 +14,13 @@
 #include <type_traits>
 
 #include "dep/vterm.h"
+#include "tui/widget/layout.h"
 
-// The sizes that the emulator is kept within. A terminal may claim up to 65535 x 65535, which no
-// one has and no memory holds; at the limits both of libvterm's screens take 150 MB together.
+// The sizes that the emulator is kept within.
 constexpr int PORT_GUARD_MIN_ROWS = 1;
-constexpr int PORT_GUARD_MAX_ROWS = 1024;
+constexpr int PORT_GUARD_MAX_ROWS = SCREEN_MAX_ROWS;
 constexpr int PORT_GUARD_MIN_COLS = 2;
-constexpr int PORT_GUARD_MAX_COLS = 2048;
+constexpr int PORT_GUARD_MAX_COLS = SCREEN_MAX_COLS;
 
 // As many marks as a cell has room for beside its character.
 constexpr int PORT_GUARD_MAX_MARKS = VTERM_MAX_CHARS_PER_CELL - 1;

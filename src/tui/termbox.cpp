@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <string.h>
 #include <string_view>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "text/printable.h"
 #include "tui/input.h"
 #include "tui/screen.h"
+#include "tui/widget/layout.h"
 
 namespace {
 
@@ -35,12 +37,26 @@ ssize_t observed_read(int descriptor, void *bytes, size_t count)
     return length;
 }
 
+// Stands for ioctl() in termbox2, whose only question it is: a terminal may claim 65535 x 65535,
+// and for each of its cells termbox2 takes memory twice.
+int bounded_window_size(int descriptor, unsigned long, winsize *size)
+{
+    const int result = ioctl(descriptor, TIOCGWINSZ, size);
+    if (result == 0) {
+        size->ws_row = std::min<unsigned short>(size->ws_row, SCREEN_MAX_ROWS);
+        size->ws_col = std::min<unsigned short>(size->ws_col, SCREEN_MAX_COLS);
+    }
+    return result;
+}
+
 } // namespace
 
 #define TB_IMPL
+#define ioctl bounded_window_size
 #define read observed_read
 #define write screen_write
 #include "dep/termbox.h"
+#undef ioctl
 #undef read
 #undef write
 

@@ -263,6 +263,26 @@ TEST(TuiScreen, EverySizeIsBorne)
     }
 }
 
+TEST(TuiScreen, ATerminalThatClaimsTheLargestSize)
+{
+    Tui tui;
+    tui.start();
+    tui.client->resize(65535, 65535);
+    // Both of the emulator's screens and all saved lines, in the full width.
+    const std::string line = std::string(2000, 'w');
+    for (int count = 0; count < 800; ++count) {
+        tui.daemon.send(line + "\r\n");
+    }
+    tui.daemon.send("\x1b[?1049h\x1b[2J");
+    tui.daemon.wait_until_sent();
+    tui.expect_relay("");
+#ifndef ZORVAD_SANITIZED
+    EXPECT_LT(tui.client->status_value("VmHWM"), 100'000);
+#endif
+    tui.resize(24, 80);
+    EXPECT_EQ(0, tui.quit());
+}
+
 TEST(TuiScreen, AStormOfResizesUnderAFlood)
 {
     Tui tui;

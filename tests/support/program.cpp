@@ -324,7 +324,7 @@ void Program::close_output()
 
 void Program::resize(int rows, int columns)
 {
-    emulator->resize(rows, columns);
+    emulator->resize(std::min(rows, 512), std::min(columns, 1024)); // no client draws more
     set_size(master, rows, columns);
 }
 

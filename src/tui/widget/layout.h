@@ -5,6 +5,10 @@
 
 #include "tui/widget/widget.h"
 
+// What is drawn of a terminal that claims more: its top left corner.
+constexpr int SCREEN_MAX_ROWS = 512;
+constexpr int SCREEN_MAX_COLS = 1024;
+
 // Half-open: columns x0 to x1 - 1, rows y0 to y1 - 1; empty when x1 <= x0 or y1 <= y0.
 struct Rectangle {
     int32_t x0, y0, x1, y1;

@@ -4,8 +4,8 @@
 // Exactly one C++ unit defines TB_IMPL before the inclusion and so gets the implementation (the
 // parts below termbox2/, in an unnamed namespace); every other unit gets the declarations. That
 // unit may read the input that is not parsed yet: global.in.buf holds global.in.len bytes and a
-// NUL. The implementation reaches descriptors by plain calls of write(fd, bytes, count), read() and
-// poll(), so that unit may also lay a macro over one of them.
+// NUL. The implementation reaches descriptors by plain calls of write(fd, bytes, count), read(),
+// poll() and ioctl(), so that unit may also lay a macro over one of them.
 //
 // Every call but tb_init_file and tb_last_errno returns TB_ERR_NOT_INIT unless initialised.
 #ifndef ZORVAD_STANDIN_TERMBOX2_H

@@ -94,21 +94,14 @@ int read_input()
     return nothing_yet ? TB_OK : failed(TB_ERR_READ);
 }
 
-int clamp_side(unsigned short side)
-{
-    // Buffers for the largest sizes that the call can report would take 68 GB.
-    constexpr int SIDE_MAX = 4096;
-    return side < SIDE_MAX ? side : SIDE_MAX;
-}
-
 int terminal_size(int &width, int &height)
 {
     winsize size = {};
     if (ioctl(global.tty, TIOCGWINSZ, &size) < 0) {
         return failed(TB_ERR_RESIZE_IOCTL);
     }
-    width = clamp_side(size.ws_col);
-    height = clamp_side(size.ws_row);
+    width = size.ws_col;
+    height = size.ws_row;
     return TB_OK;
 }
 

@@ -191,7 +191,7 @@ TEST_F(TermboxInput, ResizeKeepsWhatBothSizesHave)
                       {6, 2, "corn"},
                       {0, 0, ""},
                       {1, 1, ""},
-                      {65535, 1, ""}};
+                      {9999, 1, ""}};
     tb_print(0, 0, TB_RED, TB_BLUE, "corner");
     tb_set_cell(79, 0, 'x', 0, 0);
     present();
@@ -200,7 +200,7 @@ TEST_F(TermboxInput, ResizeKeepsWhatBothSizesHave)
         resize(row.columns, row.rows);
         resize(row.columns, row.rows); // several signals, one event
         take_output();
-        int columns = std::min(row.columns, 4096);
+        const int columns = row.columns;
         EXPECT_EQ(drain(), "r" + std::to_string(columns) + "x" + std::to_string(row.rows));
         EXPECT_EQ(take_output(), "\033(B\033[m\033[H\033[2J") << "cleared at once";
         EXPECT_EQ(tb_width(), columns);
