@@ -50,8 +50,10 @@ void paint(const Widget *widget, const Rectangle &place)
         for (int column = place.x0; column < place.x1; column++) {
             VTermScreenCell cell = {};
             (void)vterm_screen_get_cell(screen, {row, column}, &cell); // outside it: a blank
-            tb_set_cell(widget->x0 + column, widget->y0 + row, shown_character(cell),
-                        foreground(*context, cell.attrs), context->bg);
+            cell.chars[0] = shown_character(cell);
+            tb_set_cell_ex(widget->x0 + column, widget->y0 + row, cell.chars,
+                           static_cast<size_t>(cell.width), foreground(*context, cell.attrs),
+                           context->bg);
         }
     }
 }

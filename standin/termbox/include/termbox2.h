@@ -7,7 +7,7 @@
 // NUL. The implementation reaches descriptors by plain calls of write(fd, bytes, count), read(),
 // poll() and ioctl(), so that unit may also lay a macro over one of them.
 //
-// Every call but tb_init_file and tb_last_errno returns TB_ERR_NOT_INIT unless initialised.
+// Every call but tb_init_file returns TB_ERR_NOT_INIT unless initialised.
 #ifndef ZORVAD_STANDIN_TERMBOX2_H
 #define ZORVAD_STANDIN_TERMBOX2_H
 
@@ -31,41 +31,31 @@ extern "C" {
 
 typedef uint16_t uintattr_t;
 
-// Colours and attributes. A foreground is one colour and any attributes, a background a colour and
-// perhaps TB_BRIGHT. TB_HI_BLACK with TB_DEFAULT is black.
+// Colours and attributes. A foreground is one colour and any attributes, a background a colour.
 constexpr int TB_DEFAULT = 0, TB_BLACK = 1, TB_RED = 2, TB_GREEN = 3, TB_YELLOW = 4, TB_BLUE = 5,
               TB_MAGENTA = 6, TB_CYAN = 7, TB_WHITE = 8;
 constexpr int TB_BOLD = 0x0100, TB_UNDERLINE = 0x0200, TB_REVERSE = 0x0400, TB_ITALIC = 0x0800,
-              TB_BLINK = 0x1000, TB_HI_BLACK = 0x2000, TB_BRIGHT = 0x4000, TB_DIM = 0x8000;
+              TB_BLINK = 0x1000;
 
-constexpr int TB_EVENT_KEY = 1, TB_EVENT_RESIZE = 2, TB_EVENT_MOUSE = 3;
-constexpr int TB_MOD_ALT = 1, TB_MOD_CTRL = 2, TB_MOD_SHIFT = 4, TB_MOD_MOTION = 8;
-
-// Keys below 0x20 and 0x7f are the bytes themselves: Ctrl-A is 1.
-constexpr int TB_KEY_CTRL_TILDE = 0x00, TB_KEY_BACKSPACE = 0x08, TB_KEY_TAB = 0x09,
-              TB_KEY_ENTER = 0x0d, TB_KEY_ESC = 0x1b, TB_KEY_SPACE = 0x20, TB_KEY_BACKSPACE2 = 0x7f;
-constexpr int TB_KEY_F1 = 0xffff, TB_KEY_ARROW_UP = 0xffff - 18, TB_KEY_ARROW_DOWN = 0xffff - 19,
-              TB_KEY_ARROW_LEFT = 0xffff - 20, TB_KEY_ARROW_RIGHT = 0xffff - 21;
-
-constexpr int TB_INPUT_CURRENT = 0, TB_INPUT_ESC = 1, TB_INPUT_ALT = 2, TB_INPUT_MOUSE = 4;
-constexpr int TB_OUTPUT_CURRENT = 0, TB_OUTPUT_NORMAL = 1, TB_OUTPUT_256 = 2, TB_OUTPUT_216 = 3,
-              TB_OUTPUT_GRAYSCALE = 4;
-constexpr int TB_FUNC_EXTRACT_PRE = 0, TB_FUNC_EXTRACT_POST = 1;
+constexpr int TB_EVENT_KEY = 1, TB_EVENT_RESIZE = 2;
+constexpr int TB_MOD_CTRL = 2;
+constexpr int TB_OUTPUT_NORMAL = 1;
+constexpr int TB_FUNC_EXTRACT_PRE = 0;
 
 constexpr int TB_OK = 0, TB_ERR = -1, TB_ERR_NEED_MORE = -2, TB_ERR_INIT_ALREADY = -3,
               TB_ERR_INIT_OPEN = -4, TB_ERR_MEM = -5, TB_ERR_NO_EVENT = -6, TB_ERR_NO_TERM = -7,
               TB_ERR_NOT_INIT = -8, TB_ERR_OUT_OF_BOUNDS = -9, TB_ERR_READ = -10,
-              TB_ERR_RESIZE_IOCTL = -11, TB_ERR_RESIZE_PIPE = -12, TB_ERR_RESIZE_SIGACTION = -13,
-              TB_ERR_POLL = -14, TB_ERR_TCGETATTR = -15, TB_ERR_TCSETATTR = -16,
-              TB_ERR_UNSUPPORTED_TERM = -17, TB_ERR_RESIZE_WRITE = -18, TB_ERR_RESIZE_POLL = -19,
-              TB_ERR_RESIZE_READ = -20, TB_ERR_RESIZE_SSCANF = -21, TB_ERR_CAP_COLLISION = -22;
+              TB_ERR_RESIZE_IOCTL = -11, TB_ERR_RESIZE_PIPE = -12, TB_ERR_POLL = -14,
+              TB_ERR_TCGETATTR = -15, TB_ERR_TCSETATTR = -16, TB_ERR_UNSUPPORTED_TERM = -17,
+              TB_ERR_RESIZE_READ = -20;
 
 struct tb_cell {
     uint32_t ch;
     uintattr_t fg, bg;
 };
 
-// key: a control key, ch 0; or ch: a code point, key 0. w and h: the new size of a resize.
+// key: a control byte itself (Ctrl-A is 1, DEL 0x7f), ch 0; or ch: a code point, key 0. w and h:
+// the new size of a resize.
 struct tb_event {
     uint8_t type, mod;
     uint16_t key;
@@ -104,29 +94,23 @@ int tb_get_cell(int x, int y, int back, struct tb_cell **cell);
 
 // UTF-8 text into the back buffer; "\n" goes to the next row at column x, bad bytes and other
 // controls become U+FFFD, a combining character ends it with TB_ERR, and what lies off the screen
-// is dropped. tb_printf draws nothing when the text does not fit its buffer.
-int tb_print(int x, int y, uintattr_t fg, uintattr_t bg, const char *text);
+// is dropped. Nothing is drawn of text that does not fit the buffer.
 int tb_printf(int x, int y, uintattr_t fg, uintattr_t bg, const char *format, ...)
     __attribute__((format(printf, 5, 6)));
 
-// TB_INPUT_ESC or TB_INPUT_ALT; only TB_OUTPUT_NORMAL. CURRENT returns the mode that is set.
-int tb_set_input_mode(int mode);
+// Only TB_OUTPUT_NORMAL; the input mode is always that in which a lone ESC is a key.
 int tb_set_output_mode(int mode);
 
-// One event, from bytes that are left or else from the descriptors; poll waits for it, peek for at
-// most that many milliseconds (then TB_ERR_NO_EVENT). The end of the terminal is TB_ERR_READ.
-int tb_poll_event(struct tb_event *event);
+// One event, from bytes that are left or else from the descriptors; TB_ERR_NO_EVENT when there is
+// none. The end of the terminal is TB_ERR_READ. The program never waits: milliseconds is not used.
 int tb_peek_event(struct tb_event *event, int milliseconds);
 // What to watch for readability: the terminal and the read end of the resize pipe.
 int tb_get_fds(int *tty, int *resize);
 
-// The hooks see input that begins with ESC, unless it is one lone ESC in TB_INPUT_ESC: PRE first,
-// then POST. TB_OK: the event is theirs and *consumed bytes go. TB_ERR_NEED_MORE: asked again once
-// there are more bytes. Anything else: the ESC becomes a key.
+// Only TB_FUNC_EXTRACT_PRE. The hook sees input that begins with ESC, unless it is one lone ESC.
+// TB_OK: the event is its own and *consumed bytes go. TB_ERR_NEED_MORE: asked again once there are
+// more bytes. Anything else: the ESC becomes a key.
 int tb_set_func(int which, int (*hook)(struct tb_event *event, size_t *consumed));
-
-// errno of the last system call that failed here.
-int tb_last_errno(void);
 
 } // extern "C"
 

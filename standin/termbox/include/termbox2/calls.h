@@ -5,6 +5,41 @@
 #include <stdio.h>
 #include <string.h>
 
+namespace {
+
+int print(int x, int y, uintattr_t fg, uintattr_t bg, const char *text)
+{
+    if (x < 0 || y < 0 || x >= global.screen.width || y >= global.screen.height) {
+        return TB_ERR_OUT_OF_BOUNDS;
+    }
+    size_t left = strlen(text);
+    for (int column = x; left > 0;) {
+        uint32_t ch = REPLACEMENT;
+        size_t used = utf8_decode(text, left, ch);
+        if (used == 0) {
+            used = 1; // cut short by the end of the text
+        }
+        text += used;
+        left -= used;
+        if (ch == '\n') {
+            column = x;
+            y++;
+            continue;
+        }
+        tb_glyph glyph = glyph_of(ch);
+        if (glyph.combining) {
+            return TB_ERR;
+        }
+        (void)tb_set_cell(column, y, glyph.ch, fg, bg); // what lies off the screen is dropped
+        if (column < global.screen.width) {
+            column += glyph.columns;
+        }
+    }
+    return TB_OK;
+}
+
+} // namespace
+
 extern "C" {
 
 int tb_init_file(const char *path)
@@ -89,40 +124,6 @@ int tb_get_cell(int x, int y, int back, struct tb_cell **cell)
     return TB_OK;
 }
 
-int tb_print(int x, int y, uintattr_t fg, uintattr_t bg, const char *text)
-{
-    if (!global.initialised) {
-        return TB_ERR_NOT_INIT;
-    }
-    if (x < 0 || y < 0 || x >= global.screen.width || y >= global.screen.height) {
-        return TB_ERR_OUT_OF_BOUNDS;
-    }
-    size_t left = strlen(text);
-    for (int column = x; left > 0;) {
-        uint32_t ch = REPLACEMENT;
-        size_t used = utf8_decode(text, left, ch);
-        if (used == 0) {
-            used = 1; // cut short by the end of the text
-        }
-        text += used;
-        left -= used;
-        if (ch == '\n') {
-            column = x;
-            y++;
-            continue;
-        }
-        tb_glyph glyph = glyph_of(ch);
-        if (glyph.combining) {
-            return TB_ERR;
-        }
-        (void)tb_set_cell(column, y, glyph.ch, fg, bg); // what lies off the screen is dropped
-        if (column < global.screen.width) {
-            column += glyph.columns;
-        }
-    }
-    return TB_OK;
-}
-
 int tb_printf(int x, int y, uintattr_t fg, uintattr_t bg, const char *format, ...)
 {
     char text[TB_OPT_PRINTF_BUF];
@@ -136,22 +137,7 @@ int tb_printf(int x, int y, uintattr_t fg, uintattr_t bg, const char *format, ..
     if (length < 0 || static_cast<size_t>(length) >= sizeof(text)) {
         return TB_ERR;
     }
-    return tb_print(x, y, fg, bg, text);
-}
-
-int tb_set_input_mode(int mode)
-{
-    if (!global.initialised) {
-        return TB_ERR_NOT_INIT;
-    }
-    if (mode == TB_INPUT_CURRENT) {
-        return global.input_mode;
-    }
-    if (mode != TB_INPUT_ESC && mode != TB_INPUT_ALT) {
-        return TB_ERR;
-    }
-    global.input_mode = mode;
-    return TB_OK;
+    return print(x, y, fg, bg, text);
 }
 
 int tb_set_output_mode(int mode)
@@ -159,20 +145,12 @@ int tb_set_output_mode(int mode)
     if (!global.initialised) {
         return TB_ERR_NOT_INIT;
     }
-    if (mode == TB_OUTPUT_CURRENT) {
-        return TB_OUTPUT_NORMAL;
-    }
     return mode == TB_OUTPUT_NORMAL ? TB_OK : TB_ERR;
 }
 
-int tb_poll_event(struct tb_event *event)
+int tb_peek_event(struct tb_event *event, int)
 {
-    return global.initialised ? wait_event(*event, -1) : TB_ERR_NOT_INIT;
-}
-
-int tb_peek_event(struct tb_event *event, int milliseconds)
-{
-    return global.initialised ? wait_event(*event, milliseconds) : TB_ERR_NOT_INIT;
+    return global.initialised ? next_event(*event) : TB_ERR_NOT_INIT;
 }
 
 int tb_get_fds(int *tty, int *resize)
@@ -190,16 +168,11 @@ int tb_set_func(int which, int (*hook)(struct tb_event *event, size_t *consumed)
     if (!global.initialised) {
         return TB_ERR_NOT_INIT;
     }
-    if (which != TB_FUNC_EXTRACT_PRE && which != TB_FUNC_EXTRACT_POST) {
+    if (which != TB_FUNC_EXTRACT_PRE) {
         return TB_ERR;
     }
-    global.hooks[which] = hook;
+    global.hook = hook;
     return TB_OK;
-}
-
-int tb_last_errno(void)
-{
-    return global.last_errno;
 }
 
 } // extern "C"

@@ -19,7 +19,7 @@ namespace {
 
 constexpr const char *cap_names[CAP_COUNT] = {"smcup", "rmcup", "cnorm", "civis", "clear",
                                               "sgr0",  "smul",  "bold",  "blink", "sitm",
-                                              "rev",   "smkx",  "rmkx",  "dim"};
+                                              "rev",   "smkx",  "rmkx"};
 
 struct tb_family {
     const char *names[4]; // a TERM that contains one of them, or null
@@ -30,20 +30,20 @@ struct tb_family {
 constexpr tb_family families[] = {
     {{"screen", "tmux"},
      {"\033[?1049h", "\033[?1049l", "\033[34h\033[?25h", "\033[?25l", "\033[H\033[J", "\033[m\017",
-      "\033[4m", "\033[1m", "\033[5m", "", "\033[7m", "\033[?1h\033=", "\033[?1l\033>", "\033[2m"}},
+      "\033[4m", "\033[1m", "\033[5m", "", "\033[7m", "\033[?1h\033=", "\033[?1l\033>"}},
     {{"rxvt"},
      {"\0337\033[?47h", "\033[2J\033[?47l\0338", "\033[?25h", "\033[?25l", "\033[H\033[2J",
-      "\033[m\017", "\033[4m", "\033[1m", "\033[5m", "", "\033[7m", "\033=", "\033>", ""}},
+      "\033[m\017", "\033[4m", "\033[1m", "\033[5m", "", "\033[7m", "\033=", "\033>"}},
     {{"linux"},
      {"", "", "\033[?25h\033[?0c", "\033[?25l\033[?1c", "\033[H\033[J", "\033[m\017", "\033[4m",
-      "\033[1m", "\033[5m", "", "\033[7m", "", "", "\033[2m"}},
+      "\033[1m", "\033[5m", "", "\033[7m", "", ""}},
     {{"xterm"},
      {"\033[?1049h", "\033[?1049l", "\033[?12l\033[?25h", "\033[?25l", "\033[H\033[2J",
       "\033(B\033[m", "\033[4m", "\033[1m", "\033[5m", "\033[3m", "\033[7m",
-      "\033[?1h\033=", "\033[?1l\033>", "\033[2m"}},
+      "\033[?1h\033=", "\033[?1l\033>"}},
     {{"vt100", "vt102", "vt220", "vt320"},
      {"", "", "\033[?25h", "\033[?25l", "\033[H\033[J", "\033[m\033(B", "\033[4m", "\033[1m",
-      "\033[5m", "", "\033[7m", "\033[?1h\033=", "\033[?1l\033>", ""}},
+      "\033[5m", "", "\033[7m", "\033[?1h\033=", "\033[?1l\033>"}},
 };
 
 // The length of the padding mark "$<20*/>" that text begins with, or 0.
@@ -138,7 +138,7 @@ int caps_load(tb_caps &caps, int fd)
     if (result != TB_OK) {
         return result;
     }
-    constexpr size_t COLOURS_MAX = sizeof("\033[107;107m");
+    constexpr size_t COLOURS_MAX = sizeof("\033[37;47m");
     caps.attributes_max = COLOURS_MAX;
     for (const tb_cap &cap : caps.caps) {
         caps.attributes_max += cap.length;

@@ -5,33 +5,23 @@
 #include <poll.h>
 #include <string.h>
 #include <sys/ioctl.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr char ESCAPE = '\033';
 
-// The whole buffer to the hooks. TB_ERR when neither takes it.
-int ask_hooks(tb_event &event)
+// The whole buffer to the hook.
+int ask_hook(tb_event &event)
 {
-    for (auto hook : global.hooks) {
-        if (!hook) {
-            continue;
-        }
+    size_t consumed = 0;
+    int result = global.hook(&event, &consumed);
+    if (result == TB_OK) {
+        bytes_drop(global.in, consumed < global.in.len ? consumed : global.in.len);
+    } else {
         event = {};
-        size_t consumed = 0;
-        int result = hook(&event, &consumed);
-        if (result == TB_OK) {
-            bytes_drop(global.in, consumed < global.in.len ? consumed : global.in.len);
-            return TB_OK;
-        }
-        if (result == TB_ERR_NEED_MORE) {
-            return result;
-        }
     }
-    event = {};
-    return TB_ERR;
+    return result;
 }
 
 // One key from count bytes, 1 or more; returns the bytes used, 0 when more are needed.
@@ -41,7 +31,7 @@ size_t decode_key(tb_event &event, const char *bytes, size_t count)
     event.type = TB_EVENT_KEY;
     if (first < 0x20 || first == 0x7f) {
         event.key = first;
-        event.mod = first == TB_KEY_ESC ? 0 : TB_MOD_CTRL;
+        event.mod = first == ESCAPE ? 0 : TB_MOD_CTRL;
         return 1;
     }
     if (utf8_length(first) == 1) {
@@ -59,23 +49,15 @@ int extract_event(tb_event &event)
     if (in.len == 0) {
         return TB_ERR_NEED_MORE;
     }
-    bool led_by_escape = in.buf[0] == ESCAPE;
-    if (led_by_escape && (in.len > 1 || global.input_mode != TB_INPUT_ESC)) {
-        int result = ask_hooks(event);
+    if (in.buf[0] == ESCAPE && in.len > 1 && global.hook) {
+        int result = ask_hook(event);
         if (result == TB_OK || result == TB_ERR_NEED_MORE) {
             return result;
         }
     }
-    size_t skipped = led_by_escape && in.len > 1 && global.input_mode == TB_INPUT_ALT ? 1 : 0;
-    size_t used = decode_key(event, in.buf + skipped, in.len - skipped);
-    if (used == 0) {
-        return TB_ERR_NEED_MORE;
-    }
-    if (skipped) {
-        event.mod = static_cast<uint8_t>(event.mod | TB_MOD_ALT);
-    }
-    bytes_drop(in, skipped + used);
-    return TB_OK;
+    size_t used = decode_key(event, in.buf, in.len);
+    bytes_drop(in, used);
+    return used == 0 ? TB_ERR_NEED_MORE : TB_OK;
 }
 
 int read_input()
@@ -91,14 +73,14 @@ int read_input()
         return TB_OK;
     }
     bool nothing_yet = count < 0 && (errno == EINTR || errno == EAGAIN);
-    return nothing_yet ? TB_OK : failed(TB_ERR_READ);
+    return nothing_yet ? TB_OK : TB_ERR_READ;
 }
 
 int terminal_size(int &width, int &height)
 {
     winsize size = {};
     if (ioctl(global.tty, TIOCGWINSZ, &size) < 0) {
-        return failed(TB_ERR_RESIZE_IOCTL);
+        return TB_ERR_RESIZE_IOCTL;
     }
     width = size.ws_col;
     height = size.ws_row;
@@ -111,7 +93,7 @@ int take_resize(tb_event &event)
     int announced[64];
     ssize_t count = read(global.resize_pipe[0], announced, sizeof(announced));
     if (count <= 0) {
-        return failed(TB_ERR_RESIZE_READ);
+        return TB_ERR_RESIZE_READ;
     }
     int width = 0, height = 0;
     int result = terminal_size(width, height);
@@ -140,35 +122,17 @@ int take_resize(tb_event &event)
     return TB_OK;
 }
 
-int64_t now_milliseconds()
+int next_event(tb_event &event)
 {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
-
-int remaining_milliseconds(int64_t deadline)
-{
-    int64_t left = deadline - now_milliseconds();
-    return left > 0 ? static_cast<int>(left) : 0;
-}
-
-// timeout in milliseconds, negative for none.
-int wait_event(tb_event &event, int timeout)
-{
-    int64_t deadline = timeout > 0 ? now_milliseconds() + timeout : 0;
     for (;;) {
         int result = extract_event(event);
         if (result != TB_ERR_NEED_MORE) {
             return result;
         }
         pollfd fds[2] = {{global.tty, POLLIN, 0}, {global.resize_pipe[0], POLLIN, 0}};
-        int ready = poll(fds, 2, timeout > 0 ? remaining_milliseconds(deadline) : timeout);
-        if (ready < 0) {
-            return failed(TB_ERR_POLL);
-        }
-        if (ready == 0) {
-            return TB_ERR_NO_EVENT;
+        int ready = poll(fds, 2, 0);
+        if (ready <= 0) {
+            return ready < 0 ? TB_ERR_POLL : TB_ERR_NO_EVENT;
         }
         if (!fds[0].revents) {
             return take_resize(event);

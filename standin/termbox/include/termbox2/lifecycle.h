@@ -29,12 +29,12 @@ void set_window_change(void (*handler)(int))
 int open_resize_pipe()
 {
     if (pipe(global.resize_pipe) < 0) {
-        return failed(TB_ERR_RESIZE_PIPE);
+        return TB_ERR_RESIZE_PIPE;
     }
     for (int fd : global.resize_pipe) {
         // A storm of signals must not block in the handler.
         if (fcntl(fd, F_SETFL, O_NONBLOCK) < 0 || fcntl(fd, F_SETFD, FD_CLOEXEC) < 0) {
-            return failed(TB_ERR_RESIZE_PIPE);
+            return TB_ERR_RESIZE_PIPE;
         }
     }
     return TB_OK;
@@ -46,7 +46,7 @@ int enter_raw_mode()
     cfmakeraw(&raw);
     raw.c_cc[VMIN] = 1;
     raw.c_cc[VTIME] = 0;
-    return tcsetattr(global.tty, TCSAFLUSH, &raw) < 0 ? failed(TB_ERR_TCSETATTR) : TB_OK;
+    return tcsetattr(global.tty, TCSAFLUSH, &raw) < 0 ? TB_ERR_TCSETATTR : TB_OK;
 }
 
 constexpr char MOUSE_OFF[] = "\033[?1006l\033[?1015l\033[?1002l\033[?1000l";
@@ -56,10 +56,10 @@ int prepare(const char *path)
 {
     global.tty = open(path, O_RDWR | O_CLOEXEC);
     if (global.tty < 0) {
-        return failed(TB_ERR_INIT_OPEN);
+        return TB_ERR_INIT_OPEN;
     }
     if (tcgetattr(global.tty, &global.found) < 0) {
-        return failed(TB_ERR_TCGETATTR);
+        return TB_ERR_TCGETATTR;
     }
     int result = caps_load(global.caps, global.tty);
     if (result != TB_OK) {
@@ -116,15 +116,12 @@ void release()
     free(global.caps.block);
     bytes_free(global.in);
     bytes_free(global.out);
-    int last_errno = global.last_errno;
     global = {};
-    global.last_errno = last_errno;
 }
 
 int start(const char *path)
 {
     global.tty = global.resize_pipe[0] = global.resize_pipe[1] = -1;
-    global.input_mode = TB_INPUT_ESC;
     int result = prepare(path);
     if (result == TB_OK) {
         result = enter();
@@ -148,7 +145,7 @@ int stop()
     out_bytes(MOUSE_OFF, sizeof(MOUSE_OFF) - 1);
     int result = out_flush();
     if (tcsetattr(global.tty, TCSAFLUSH, &global.found) < 0 && result == TB_OK) {
-        result = failed(TB_ERR_TCSETATTR);
+        result = TB_ERR_TCSETATTR;
     }
     set_window_change(SIG_DFL);
     release();

@@ -59,13 +59,7 @@ void out_move(int x, int y)
 int colour_number(uintattr_t attributes, int base)
 {
     int colour = attributes & 0xff;
-    if (colour == TB_DEFAULT) {
-        return attributes & TB_HI_BLACK ? base : 0;
-    }
-    if (colour > TB_WHITE) {
-        return 0;
-    }
-    return base + colour - TB_BLACK + (attributes & TB_BRIGHT ? 60 : 0);
+    return colour == TB_DEFAULT || colour > TB_WHITE ? 0 : base + colour - TB_BLACK;
 }
 
 void out_colours(uintattr_t fg, uintattr_t bg)
@@ -107,9 +101,6 @@ void out_attributes(uintattr_t fg, uintattr_t bg)
     if (fg & TB_ITALIC) {
         out_cap(CAP_SITM);
     }
-    if (fg & TB_DIM) {
-        out_cap(CAP_DIM);
-    }
     if (fg & TB_REVERSE) {
         out_cap(CAP_REV);
     }
@@ -142,7 +133,7 @@ int out_flush()
             global.pen_x = -1;
             global.pen_fg = global.pen_bg = UINT16_MAX;
             global.cursor_shown = !global.cursor.visible;
-            return failed(TB_ERR);
+            return TB_ERR;
         }
     }
     global.out.len = 0;

@@ -133,7 +133,6 @@ enum tb_cap_index : int {
     CAP_REV,
     CAP_SMKX,
     CAP_RMKX,
-    CAP_DIM,
     CAP_COUNT
 };
 
@@ -150,12 +149,10 @@ struct tb_cursor {
 
 struct tb_global {
     bool initialised;
-    int last_errno;
     int tty;
     int resize_pipe[2];
     termios found; // the terminal's settings before ours
-    int input_mode;
-    int (*hooks[2])(tb_event *, size_t *);
+    int (*hook)(tb_event *, size_t *);
     tb_screen screen;
     tb_caps caps;
     tb_bytes in;
@@ -167,12 +164,5 @@ struct tb_global {
 };
 
 tb_global global;
-
-// Notes errno for tb_last_errno.
-int failed(int error)
-{
-    global.last_errno = errno;
-    return error;
-}
 
 } // namespace

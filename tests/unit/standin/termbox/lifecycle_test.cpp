@@ -45,14 +45,14 @@ TEST_F(TermboxTest, RefusesWhatIsNoKnownTerminal)
 {
     struct Row {
         const char *path, *term;
-        int result, error;
+        int result;
     } const rows[] = {
-        {"/nonexistent", "xterm", TB_ERR_INIT_OPEN, ENOENT},
-        {"/dev/null", "xterm", TB_ERR_TCGETATTR, ENOTTY},
-        {path.c_str(), nullptr, TB_ERR_NO_TERM, ENOTTY},
-        {path.c_str(), "", TB_ERR_UNSUPPORTED_TERM, ENOTTY},
-        {path.c_str(), "bogus", TB_ERR_UNSUPPORTED_TERM, ENOTTY},
-        {path.c_str(), "unknown", TB_ERR_UNSUPPORTED_TERM, ENOTTY},
+        {"/nonexistent", "xterm", TB_ERR_INIT_OPEN},
+        {"/dev/null", "xterm", TB_ERR_TCGETATTR},
+        {path.c_str(), nullptr, TB_ERR_NO_TERM},
+        {path.c_str(), "", TB_ERR_UNSUPPORTED_TERM},
+        {path.c_str(), "bogus", TB_ERR_UNSUPPORTED_TERM},
+        {path.c_str(), "unknown", TB_ERR_UNSUPPORTED_TERM},
     };
     int lowest = dup(0);
     close(lowest);
@@ -60,7 +60,6 @@ TEST_F(TermboxTest, RefusesWhatIsNoKnownTerminal)
         SCOPED_TRACE(row.term ? row.term : "unset");
         row.term ? setenv("TERM", row.term, 1) : unsetenv("TERM");
         EXPECT_EQ(tb_init_file(row.path), row.result);
-        EXPECT_EQ(tb_last_errno(), row.error);
         EXPECT_EQ(tb_width(), TB_ERR_NOT_INIT);
         EXPECT_EQ(take_output(), "");
         EXPECT_TRUE(settings_are_as_found());
@@ -74,7 +73,6 @@ TEST_F(TermboxTest, GivesTheTerminalBackWhenItTakesNoOutput)
 {
     interposed.script = {-EIO};
     EXPECT_EQ(start(), TB_ERR);
-    EXPECT_EQ(tb_last_errno(), EIO);
     EXPECT_TRUE(settings_are_as_found());
 }
 
