@@ -16,9 +16,9 @@ struct node;
 struct node *node_new_object(void);
 struct node *node_new_string(const char *text);
 
-// Adds value under key (copied); the object owns it from then on. A key that is there already gets
-// the new value. Returns false, with value freed, when memory is short, object is null or no
-// object, or value is null.
+// Adds value under key (copied), which is new to the object; the object owns it from then on.
+// Returns false, with value freed, when memory is short, object is null or no object, or value is
+// null.
 bool node_object_add(struct node *object, const char *key, struct node *value);
 
 // The member, owned by the object; null when object is null, no object or has no such key. Of

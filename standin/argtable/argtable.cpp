@@ -3,24 +3,10 @@
 #include <stdlib.h>
 #include <string.h>
 
-namespace {
-
-enum class ErrorKind {
-    TOO_MANY,
-    MISSING,
-    EXCESS_TEXT,
-    EXCESS_SWITCH,
-    UNEXPECTED,
-    INVALID_LONG,
-    INVALID_SHORT,
-};
-
-}
-
+// What is printed of it: the format has one %s for the text, which is not owned.
 struct arg_error {
-    ErrorKind kind;
-    const arg_hdr *entry;
-    const char *value; // the argument, or from its offending letter on
+    const char *format;
+    const char *text;
 };
 
 namespace {
@@ -57,12 +43,12 @@ struct arg_end *end_of(void **argtable)
     return static_cast<struct arg_end *>(*argtable);
 }
 
-void add_error(struct arg_end &end, ErrorKind kind, const arg_hdr *entry, const char *value)
+void add_error(struct arg_end &end, const char *format, const char *text)
 {
     if (end.count < end.capacity) {
-        end.errors[end.count++] = {kind, entry, value};
+        end.errors[end.count++] = {format, text};
     } else {
-        end.errors[end.capacity - 1] = {ErrorKind::TOO_MANY, nullptr, nullptr};
+        end.errors[end.capacity - 1] = {"too many errors to display\n%s", ""};
     }
 }
 
@@ -109,16 +95,16 @@ void parse_switch(void **argtable, struct arg_end &end, const char *value)
 {
     if (value[1] != '-') {
         for (const char *letter = value + 1; *letter != '\0'; ++letter) {
-            add_error(end, ErrorKind::INVALID_SHORT, nullptr, letter);
+            add_error(end, "invalid option \"-%.1s\"\n", letter);
         }
         return;
     }
     // No name contains "=", so a switch that is given a value is not found.
     arg_lit *found = find_switch(argtable, value + 2);
     if (found == nullptr) {
-        add_error(end, ErrorKind::INVALID_LONG, nullptr, value);
+        add_error(end, "invalid option \"%s\"\n", value);
     } else if (found->count > 0) {
-        add_error(end, ErrorKind::EXCESS_SWITCH, &found->hdr, value);
+        add_error(end, "extraneous option --%s\n", found->hdr.longopts);
     } else {
         found->count = 1;
     }
@@ -126,7 +112,7 @@ void parse_switch(void **argtable, struct arg_end &end, const char *value)
 
 void parse_texts(void **argtable, struct arg_end &end, Scan scan)
 {
-    const arg_hdr *last_filled = nullptr;
+    bool filled = false; // and nothing is too many yet
     for (Argument argument = next_argument(scan); argument.value != nullptr;
          argument = next_argument(scan)) {
         if (argument.is_switch) {
@@ -139,12 +125,12 @@ void parse_texts(void **argtable, struct arg_end &end, Scan scan)
             auto *text = static_cast<arg_str *>(*argtable++);
             text->count = 1;
             text->sval[0] = argument.value;
-            last_filled = &text->hdr;
-        } else if (last_filled != nullptr) {
-            add_error(end, ErrorKind::EXCESS_TEXT, last_filled, argument.value);
-            last_filled = nullptr;
+            filled = true;
+        } else if (filled) {
+            add_error(end, "excess option %s\n", argument.value);
+            filled = false;
         } else {
-            add_error(end, ErrorKind::UNEXPECTED, nullptr, argument.value);
+            add_error(end, "unexpected argument \"%s\"\n", argument.value);
         }
     }
 }
@@ -168,7 +154,7 @@ void check_missing(void **argtable, struct arg_end &end)
     for (; !entry_of(*argtable)->is_end; ++argtable) {
         const arg_hdr *entry = entry_of(*argtable);
         if (count_of(*argtable) < entry->mincount) {
-            add_error(end, ErrorKind::MISSING, entry, nullptr);
+            add_error(end, "missing option %s\n", entry->datatype); // a switch never is;
         }
     }
 }
@@ -181,33 +167,6 @@ const char *dashes_of(const arg_hdr &entry)
 const char *name_of(const arg_hdr &entry)
 {
     return is_positional(entry) ? entry.datatype : entry.longopts;
-}
-
-void print_error(FILE *stream, const arg_error &error)
-{
-    switch (error.kind) {
-    case ErrorKind::TOO_MANY:
-        fputs("too many errors to display\n", stream);
-        break;
-    case ErrorKind::MISSING:
-        fprintf(stream, "missing option %s%s\n", dashes_of(*error.entry), name_of(*error.entry));
-        break;
-    case ErrorKind::EXCESS_TEXT:
-        fprintf(stream, "excess option %s\n", error.value);
-        break;
-    case ErrorKind::EXCESS_SWITCH:
-        fprintf(stream, "extraneous option --%s\n", error.entry->longopts);
-        break;
-    case ErrorKind::UNEXPECTED:
-        fprintf(stream, "unexpected argument \"%s\"\n", error.value);
-        break;
-    case ErrorKind::INVALID_LONG:
-        fprintf(stream, "invalid option \"%s\"\n", error.value);
-        break;
-    case ErrorKind::INVALID_SHORT:
-        fprintf(stream, "invalid option \"-%c\"\n", *error.value);
-        break;
-    }
 }
 
 arg_str *text_entry(int mincount, const char *datatype, const char *glossary)
@@ -304,7 +263,7 @@ void arg_print_errors(FILE *stream, struct arg_end *end, const char *program)
 {
     for (int i = 0; i < end->count; ++i) {
         fprintf(stream, "%s: ", program);
-        print_error(stream, end->errors[i]);
+        fprintf(stream, end->errors[i].format, end->errors[i].text);
     }
 }
 

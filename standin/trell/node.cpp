@@ -69,22 +69,6 @@ using namespace trell;
 
 namespace {
 
-// Puts value, its key set, in the place of the member.
-void replace(Container &object, struct node *member, struct node *value)
-{
-    struct node **link = &object.first;
-    while (*link != member) {
-        link = &(*link)->next;
-    }
-    *link = value;
-    value->next = member->next;
-    if (object.last == member) {
-        object.last = value;
-    }
-    member->next = nullptr;
-    node_free(member);
-}
-
 int64_t to_integer(double real)
 {
     if (isnan(real)) {
@@ -122,12 +106,7 @@ bool node_object_add(struct node *object, const char *key, struct node *value)
         return false;
     }
     value->key = copy;
-    struct node *present = node_object_get(object, key);
-    if (present != nullptr) {
-        replace(*members, present, value);
-    } else {
-        append(*members, value);
-    }
+    append(*members, value);
     return true;
 }
 
