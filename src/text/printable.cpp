@@ -80,7 +80,9 @@ size_t make_printable(std::string_view text, char *copy)
     size_t length = 0;
     while (!text.empty()) {
         const Character character = decode_character(text);
-        if (!character.valid || is_control(character.code_point)) {
+        const bool control =
+            is_control(character.code_point) || is_direction_control(character.code_point);
+        if (!character.valid || control) {
             copy[length++] = '?';
         } else {
             memmove(copy + length, text.data(), character.length); // copy may be text itself

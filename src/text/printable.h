@@ -36,9 +36,17 @@ constexpr bool is_control(uint32_t code_point)
     return code_point < 0x20 || (code_point >= 0x7f && code_point <= 0x9f);
 }
 
+// The controls that change the order in which a terminal shows characters, beyond their own text.
+constexpr bool is_direction_control(uint32_t code_point)
+{
+    return code_point == 0x61c || code_point == 0x200e || code_point == 0x200f ||
+           (code_point >= 0x202a && code_point <= 0x202e) ||
+           (code_point >= 0x2066 && code_point <= 0x2069);
+}
+
 // Writes text to copy (room for its length and a NUL, and may be text itself) with "?" for every
-// control character and for every byte that is not UTF-8. Returns the length, which is at most the
-// text's.
+// control character (of direction as well) and for every byte that is not UTF-8. Returns the length,
+// which is at most the text's.
 size_t make_printable(std::string_view text, char *copy);
 
 // The same as a new NUL-terminated text, freed with free. Null when memory is short.

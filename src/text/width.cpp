@@ -74,6 +74,19 @@ constexpr Range WIDE[] = {
     {0x1f950, 0x1f95e}, {0x1f980, 0x1f991}, {0x1f9c0, 0x1f9c0}, {0x20000, 0x2fffd},
     {0x30000, 0x3fffd}};
 
+// What has become wide since, or was not there then, by Unicode 15.0: emoji, and additions to the
+// scripts of the Tangut, the Khitan and to kana. All of them in the plane that begins at U+10000.
+constexpr Range NEWER_WIDE[] = {
+    {0x16fe1, 0x16fe3}, {0x16ff0, 0x16ff1}, {0x187ed, 0x187f7}, {0x18af3, 0x18cd5},
+    {0x18d00, 0x18d08}, {0x1aff0, 0x1aff3}, {0x1aff5, 0x1affb}, {0x1affd, 0x1affe},
+    {0x1b002, 0x1b122}, {0x1b132, 0x1b132}, {0x1b150, 0x1b152}, {0x1b155, 0x1b155},
+    {0x1b164, 0x1b167}, {0x1b170, 0x1b2fb}, {0x1f260, 0x1f265}, {0x1f6d5, 0x1f6d7},
+    {0x1f6dc, 0x1f6df}, {0x1f6f7, 0x1f6fc}, {0x1f7e0, 0x1f7eb}, {0x1f7f0, 0x1f7f0},
+    {0x1f90c, 0x1f90f}, {0x1f91f, 0x1f91f}, {0x1f928, 0x1f92f}, {0x1f931, 0x1f932},
+    {0x1f93f, 0x1f93f}, {0x1f94c, 0x1f94f}, {0x1f95f, 0x1f97f}, {0x1f992, 0x1f9bf},
+    {0x1f9c1, 0x1f9ff}, {0x1fa70, 0x1fa7c}, {0x1fa80, 0x1fa88}, {0x1fa90, 0x1fabd},
+    {0x1fabf, 0x1fac5}, {0x1face, 0x1fadb}, {0x1fae0, 0x1fae8}, {0x1faf0, 0x1faf8}};
+
 template <size_t count>
 bool contains(const Range (&ranges)[count], uint32_t code_point)
 {
@@ -97,8 +110,13 @@ int character_width(uint32_t code_point)
     if (code_point < COMBINING[0].first) {
         return 1;
     }
-    if (contains(WIDE, code_point)) {
+    if (contains(WIDE, code_point) || is_newer_wide(code_point)) {
         return 2;
     }
     return contains(COMBINING, code_point) ? 0 : 1;
+}
+
+bool is_newer_wide(uint32_t code_point)
+{
+    return code_point >= NEWER_WIDE[0].first && contains(NEWER_WIDE, code_point);
 }

@@ -1,13 +1,12 @@
 #include "tui/port_character.h"
 
 #include "text/printable.h"
-#include "text/width.h"
 #include "tui/port_guard.h"
 
 PortVerdict port_judge_character(uint32_t code_point, int marks)
 {
-    if (is_control(code_point)) {
-        // libvterm would print them with a width of -1, out of the screen on the left.
+    if (is_control(code_point) || is_direction_control(code_point)) {
+        // libvterm would print controls with a width of -1, out of the screen on the left.
         return PortVerdict::DROP;
     }
     if ((code_point >= 0x302a && code_point <= 0x302f) ||
@@ -15,6 +14,12 @@ PortVerdict port_judge_character(uint32_t code_point, int marks)
         // Marks that libvterm takes for wide: it adds that to their character's width and then
         // writes as many cells without a look at the line's end.
         return PortVerdict::DROP;
+    }
+    if (is_newer_wide(code_point)) {
+        return PortVerdict::STAND_IN;
+    }
+    if (port_real_character(code_point) != code_point) {
+        return PortVerdict::UNKNOWN;
     }
     if (character_width(code_point) > 0) {
         return PortVerdict::PASS;

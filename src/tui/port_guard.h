@@ -25,15 +25,28 @@ constexpr int PORT_GUARD_MAX_COLS = SCREEN_MAX_COLS;
 // As many marks as a cell has room for beside its character.
 constexpr int PORT_GUARD_MAX_MARKS = VTERM_MAX_CHARS_PER_CELL - 1;
 
+// What the port wants the user's terminal to send.
+struct PortModes {
+    bool cursor_keys; // of application mode
+    bool keypad;
+    bool paste; // with marks around it
+};
+
 // The state of one port. Zero-filled is the start.
 struct PortGuard {
     bool started;
-    bool in_string;   // a control string has begun
-    bool margins_set; // the port may have set margins since they were last reset
-    uint8_t marks;    // combining marks since the last character with a cell of its own
+    bool margins_set;   // the port may have set margins since they were last reset
+    bool side_margins;  // it has switched those on the left and right on
+    uint8_t designated; // the character sets that do not hold ASCII, a bit each
+    PortModes modes;
+    // The last character printed and its combining marks.
+    bool joins;     // a mark that comes now would join it
+    bool at_margin; // it stands in the last column
+    uint8_t marks;
     uint8_t glyph_length;
-    char glyph[4 * (1 + PORT_GUARD_MAX_MARKS)]; // the last character printed and its marks
+    char glyph[4 * (1 + PORT_GUARD_MAX_MARKS)];
     // The end of the last chunk: a character or a sequence that is cut, or an OSC string so far.
+    uint16_t string_left; // how long the control string may still become; 0 outside of one
     uint16_t held_length;
     char held[512];
 };

@@ -52,6 +52,33 @@ void take_parameter(PortSequence &sequence, Numbers &numbers, char byte)
     }
 }
 
+// An SGR keeps its first 16 numbers, but for a last one that would make libvterm look for another.
+void keep_first_numbers(PortSequence &sequence)
+{
+    sequence.length--; // the separator that was too many
+    const std::string_view text(sequence.text, sequence.length);
+    if (text.ends_with("38") || text.ends_with("48")) {
+        do {
+            sequence.length--;
+        } while (sequence.text[sequence.length] != ';' && sequence.text[sequence.length] != ':');
+    }
+}
+
+void finish_csi(PortSequence &sequence, const Numbers &numbers, char final)
+{
+    const bool too_many = numbers.separators > PORT_MAX_SEPARATORS;
+    const bool cuttable = final == 'm' && numbers.intermediates == 0 && sequence.text[2] < '<';
+    if (numbers.broken || (too_many && !cuttable)) {
+        sequence.kind = PortSequenceKind::BROKEN;
+        return;
+    }
+    if (too_many) {
+        keep_first_numbers(sequence);
+    }
+    append(sequence, final);
+    sequence.kind = PortSequenceKind::CSI;
+}
+
 // The bytes behind "ESC [".
 void read_csi(std::string_view bytes, PortSequence &sequence)
 {
@@ -66,10 +93,8 @@ void read_csi(std::string_view bytes, PortSequence &sequence)
             return;
         }
         if (byte >= 0x40) {
-            const bool fits = !numbers.broken && numbers.separators <= PORT_MAX_SEPARATORS;
-            sequence.kind = fits ? PortSequenceKind::CSI : PortSequenceKind::BROKEN;
             sequence.taken++;
-            append(sequence, byte);
+            finish_csi(sequence, numbers, byte);
             return;
         }
         if (port_is_intermediate(byte)) {

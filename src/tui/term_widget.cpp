@@ -7,6 +7,7 @@
 #include "dep/termbox.h"
 #include "link/owned.h"
 #include "text/width.h"
+#include "tui/port_character.h"
 #include "tui/screen.h"
 #include "tui/scrollback.h"
 #include "tui/widget/layout.h"
@@ -34,7 +35,7 @@ uint16_t foreground(const TermContext &context, const VTermScreenCellAttrs &attr
 // would hide what took that place.
 uint32_t shown_character(const VTermScreenCell &cell)
 {
-    const uint32_t character = cell.chars[0];
+    const uint32_t character = port_real_character(cell.chars[0]);
     if (character == 0 || character == UINT32_MAX ||
         (cell.width == 1 && character_width(character) == 2)) {
         return ' ';
@@ -103,6 +104,7 @@ int on_movecursor(VTermPos position, VTermPos, int visible, void *user)
     TermContext *context = context_of(static_cast<Widget *>(user));
     context->cursor = position;
     context->cursor_shown = visible != 0;
+    context->cursor_moved = true;
     return 1;
 }
 
@@ -110,8 +112,14 @@ int on_settermprop(VTermProp property, VTermValue *value, void *user)
 {
     if (property != VTERM_PROP_CURSORVISIBLE) {
         ulog(LOG_INFO, "not setting prop");
-    } else if (!value->boolean) {
-        context_of(static_cast<Widget *>(user))->cursor_shown = false;
+        return 1;
+    }
+    TermContext &context = *context_of(static_cast<Widget *>(user));
+    if (value->boolean) {
+        context.cursor_shown |= context.cursor_moved;
+    } else if (context.cursor_shown) {
+        context.cursor_shown = false;
+        context.cursor_moved = false;
     }
     return 1;
 }

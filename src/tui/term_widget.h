@@ -19,6 +19,7 @@ struct TermContext {
 
     VTermPos cursor; // the emulator's, shown with the next painting
     bool cursor_shown;
+    bool cursor_moved;                      // since it was hidden
     PortGuard guard;                        // between the port's output and libvterm
     bool damaged_rows[PORT_GUARD_MAX_ROWS]; // changed since they were painted
 };

@@ -36,8 +36,8 @@ const std::vector<std::pair<const char *, std::string>> SCRIPTS{
                    "\x1b[m\x1b[21mdouble\x1b[m\x1b[1;4;7;5;3mall\x1b[22;24mless\x1b[m plain"},
     {"colours", "\x1b[31mred\x1b[44mon blue\x1b[38;5;200mindexed\x1b[48;2;1;2;3mrgb\x1b[0m done"},
     {"cursor movement",
-     "\x1b[5;10Hfive\x1b[3A\x1b[2Bx\x1b[10Dy\x1b[20Cz\x1b[8Gg\x1b[12dd\x1b[s\x1b[H"
-     "home\x1b[u!\x1b"
+     "\x1b[5;10Hfive\x1b[3A\x1b[2Bx\x1b[10Dy\x1b[20Cz\x1b[8Gg\x1b[12dd\x1b[H"
+     "home!\x1b"
      "7\x1b[20;70Hfar\x1b"
      "8?"},
     {"erasing", numbered_lines(30) +

@@ -27,6 +27,7 @@ TEST(Printable, ReplacesControlCharactersAndBadBytes)
         {"a\r\n\tb\001\177", "a???b??", "a\r\n\tb??"},
         {"é€😀", "é€😀", "Ã©â?¬ð???"},
         {"\xc2\x80 \xc2\x9b \xc2\x9f \u00a0", "? ? ? \u00a0", "Â? Â? Â? Â\u00a0"},
+        {"a\u202eb\u2066c\u200f", "a?b?c?", "aâ?®bâ?¦câ??"}, // turn the order of what follows
         {"\x9b \xc3 \xff\xfe", "? ? ??", "? Ã ÿþ"},
         {"\xc0\x8a \xe0\x80\x8a", "?? ???", "À? à??"},                  // overlong
         {"\xed\xa0\x80 \xf4\x90\x80\x80", "??? ????", "í\u00a0? ô???"}, // surrogate, too large

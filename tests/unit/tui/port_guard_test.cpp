@@ -11,6 +11,7 @@
 
 #include "support/screen.h"
 #include "support/text.h"
+#include "text/printable.h"
 #include "tui/port_character.h"
 #include "tui/scrollback.h"
 
@@ -137,7 +138,9 @@ TEST(PortGuard, CutsLongChunks)
     EXPECT_EQ(Emulator().write("x" + string(4 << 20, '\0')).text(), "x");
     const string wide = "漢\033[H";
     EXPECT_EQ(Emulator(1, 2).write(many(1 << 19, wide)).text(), "漢");
-    EXPECT_EQ(Emulator(1, 2).write("\033]0;" + string(4 << 20, 't') + "\ax").text(), "x");
+    EXPECT_EQ(
+        Emulator(1, 2).write(many(1 << 10, "\033]0;" + string(4000, 't') + "\a") + "x").text(),
+        "x");
 }
 
 // Whatever the bytes and wherever they are cut: the screen is the one that the emulator alone makes
@@ -227,6 +230,88 @@ TEST(PortGuard, DropsControlSequencesWithTooManyArguments)
     });
 }
 
+TEST(PortGuard, KeepsTheFirstNumbersOfManyAttributes)
+{
+    const string fifteen = many(14, "0;") + "4";
+    const struct {
+        string numbers;
+        bool bold, underline, reverse;
+    } rows[] = {
+        {fifteen + ";1;7", true, true, false},
+        {fifteen + ";1:7;7", true, true, false},
+        {fifteen + ";1" + many(300, ";0;7"), true, true, false},
+        {fifteen + ";38;5;7", false, true, false},
+        {fifteen + ";38", false, true, false},
+        {"7;1;" + many(13, "4;") + "7;0", true, true, true},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.numbers);
+        const string bytes = "\033[" + row.numbers + "mx";
+        Emulator whole;
+        whole.write(bytes);
+        EXPECT_EQ(whole.text(), "x");
+        EXPECT_EQ(whole.screen.cell(0, 0).bold, row.bold);
+        EXPECT_EQ(whole.screen.cell(0, 0).underline, row.underline);
+        EXPECT_EQ(whole.screen.cell(0, 0).reverse, row.reverse);
+        Emulator bytewise;
+        for (const char byte : bytes) {
+            bytewise.write({&byte, 1});
+        }
+        expect_same(whole, bytewise);
+    }
+}
+
+// Sequences that libvterm does not know, or takes for others.
+TEST(PortGuard, TranslatesSequences)
+{
+    expect_screens({
+        {"ab\033[s\033[3;3Hx\033[uy", "aby||  x", "0,3"},
+        {"\033[?69h\033[3;9s\033[s\033[?69lab\033[1;2s\033[mx", "xb", "0,1"},
+        {"main\033[?47hother\033[?47lx", "main     x", "0,10"},
+        {"main\033[?5;47hother", "    other", "0,9"},
+        {"main\033[?1049h\033c\033[?1049lx", "    x", "0,5"},
+    });
+    EXPECT_TRUE(Emulator().write("\033[?25l\033[?12;25h").screen.cursor_visible);
+    EXPECT_FALSE(Emulator().write("\033[?12:3;;25;l").screen.cursor_visible);
+}
+
+TEST(PortGuard, KnowsTheModesOfTheKeys)
+{
+    const struct {
+        const char *bytes;
+        const char *modes;
+    } rows[] = {
+        {"", ""},
+        {"\033[?1h", "cursor "},
+        {"\033=", "keypad "},
+        {"\033[?66h", "keypad "},
+        {"\033[?2004h", "paste "},
+        {"\033[?1;66;2004h", "cursor keypad paste "},
+        {"\033[?1;2004h\033[?25;1l", "paste "},
+        {"\033[?1h\033=\033[?1l\033>", ""},
+        {"\033[?66h\033>", ""},
+        {"\033[1h\033[?1$h\033[?10h\033[?h", ""},
+        {"\033[?1h\033=\033[?2004h\033c", ""},
+        {"\033[?1h\033=\033[?2004h\033[!p", ""},
+        {"\033[?1000;1002;1003h", ""},
+    };
+    for (const auto &row : rows) {
+        Emulator whole;
+        Emulator bytewise;
+        whole.write(row.bytes);
+        for (const char byte : string(row.bytes)) {
+            bytewise.write({&byte, 1});
+        }
+        for (const Emulator *emulator : {&whole, &bytewise}) {
+            const PortModes &modes = emulator->guard.modes;
+            EXPECT_EQ(string(modes.cursor_keys ? "cursor " : "") + (modes.keypad ? "keypad " : "") +
+                          (modes.paste ? "paste " : ""),
+                      row.modes)
+                << row.bytes + 1;
+        }
+    }
+}
+
 TEST(PortGuard, TakesMalformedSequencesWhole)
 {
     expect_screens({
@@ -254,14 +339,23 @@ TEST(PortGuard, SwallowsStringsThatDrawNothing)
         {"a\033_ an application's\033\\b", "ab", "0,2"},
         {"a\033^private\033\\b\033Xstart of\033\\c", "abc", "0,3"},
         {"a\033P" + many(3000, "1") + "\033\\b", "ab", "0,2"},
-        {"a\033]0;" + many(3000, "title") + "\ab", "ab", "0,2"},
+        {"a\033]0;" + many(800, "title") + "\ab", "ab", "0,2"},
         {"a\033]0;never ended\030b", "ab", "0,2"},
         {"a\033]0;never ended\033[1;5Hb", "a   b", "0,5"},
-        {"a\033]0;lines\r\ngo on\ab", "a|b", "1,1"},
+        {"a\033]0;lines\r\ngo on\ab", "a|go onb", "1,6"},
         {"a\033]0;x\033\a\033\\b", "ab", "0,2"},
     });
+    for (const string introducer : {"_", "^", "X", "P", "]"}) { // as noise prints them
+        expect_screens({
+            {"a\033" + introducer + "noise\nb", "a| b", "1,2"},
+            {"a\033" + introducer + many(4096, "x") + "b", "ab", "0,2"},
+            {"a\033" + introducer + many(100, "\xfc\t") + "\032b", "a" + many(18, " ") + "b",
+             "0,19"},
+        });
+    }
     EXPECT_EQ(Emulator().write("\033]0;ti").resize(5, 5).write("tle\a").titles, 1);
     EXPECT_EQ(Emulator().write("\033]0;" + many(3000, "t") + "\a").titles, 0);
+    EXPECT_EQ(Emulator().write("\033]0;title\nx\a").titles, 0);
 }
 
 TEST(PortGuard, RepeatsTheLastCharacter)
@@ -303,6 +397,22 @@ TEST(PortGuard, ShowsUtf8WhereverItIsCut)
          bad + "." + bad + "." + bad + "." + bad + ".", "0,8"},
         // Controls of the second set, which would go off the screen on the left.
         {"\xc2\x80\xc2\x85\xc2\x9f\033[K\033[J\033H\tx", "        x", "0,9"},
+    });
+    // Whatever comes in one piece with what.
+    const string last = "e\u0301";
+    expect_screens({
+        {many(19, "x") + last + "y", many(19, "x") + last + "|y", "1,1"},
+        {many(19, "x") + last + "\u0323\033[m\u0308y", many(19, "x") + last + "\u0323\u0308|y",
+         "1,1"},
+        {many(19, "x") + "é\u0323y", many(19, "x") + "é\u0323|y", "1,1"},
+        {many(18, "x") + "漢\u0323y", many(18, "x") + "漢\u0323|y", "1,1"},
+        {many(18, "x") + last + "y", many(18, "x") + last + "y", "0,19"},
+        {"\033[6;1H" + many(19, "x") + last + "y", "||||" + many(19, "x") + last + "|y", "5,1"},
+        {"\033[?7l" + many(30, "x") + last, many(19, "x") + last, "0,19"},
+        {"abc\r\u0301\033[2C\u0301", "abc", "0,2"},
+        {"\033(0éqqé\033[mq─q\033(Bq", "é──é───q", "0,8"},
+        {"\033)0é\016éq\017q", "éé─q", "0,4"},
+        {"a\u061c\u200e\u200f\u202a\u202e\u2066\u2069b", "ab", "0,2"},
     });
     // What is missing is neither shown nor lost when the terminal is resized in between.
     EXPECT_EQ(Emulator().write("a\xe2\x94").text(), "a");
@@ -370,11 +480,42 @@ TEST(PortGuard, KnowsTheEmulatorsMarks)
         emulator.write_unguarded("\ré" + character);
         const bool merged = emulator.raw_cell(0, 0).chars[1] == code_point;
         const bool widens = merged && emulator.cursor() != "0,1";
-        ASSERT_EQ(port_judge_character(code_point, 0), widens   ? PortVerdict::DROP
-                                                       : merged ? PortVerdict::MARK
-                                                                : PortVerdict::PASS)
+        ASSERT_EQ(port_judge_character(code_point, 0),
+                  widens || is_direction_control(code_point) ? PortVerdict::DROP
+                  : merged                                   ? PortVerdict::MARK
+                  : is_newer_wide(code_point)                ? PortVerdict::STAND_IN
+                                                             : PortVerdict::PASS)
             << std::hex << code_point;
     }
+}
+
+// Emoji that the emulator would take for narrow, by characters that it takes for wide.
+TEST(PortGuard, GivesNewerWideCharactersTwoColumns)
+{
+    int count = 0;
+    for (uint32_t code_point = 0x10000; code_point < 0x20000; code_point++) {
+        if (!is_newer_wide(code_point)) {
+            continue;
+        }
+        count++;
+        const string character = utf8(code_point);
+        Emulator emulator(2, 4);
+        emulator.write(character + "x\r\033[3C" + character); // the second goes to the next line
+        ASSERT_EQ(emulator.cursor(), "1,2") << std::hex << code_point;
+        ASSERT_EQ(port_real_character(emulator.raw_cell(0, 0).chars[0]), code_point);
+        ASSERT_EQ(port_real_character(code_point), code_point);
+    }
+    EXPECT_EQ(count, 1516);
+    const string green = "\U0003f7e2";
+    expect_screens({
+        {"🟢x", green + "x", "0,3"},
+        {"🟢\033[2b", green + green + green, "0,6"},
+        {"🟢\u0301", green + "\u0301", "0,2"},
+        {many(18, "x") + "🟢\u0301y", many(18, "x") + green + "\u0301|y", "1,1"},
+        {many(19, "x") + "🟢", many(19, "x") + "|" + green, "1,2"},
+        {"\U00020000\U00030000\U0003134a", "\U00020000\U00030000\U0003134a", "0,6"},
+        {green, "\U0003fffd", "0,2"}, // nothing is assigned there
+    });
 }
 
 TEST(PortGuard, KeepsSizesWithinLimits)

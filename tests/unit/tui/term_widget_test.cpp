@@ -58,6 +58,30 @@ TEST_F(TermWidget, ShowsThePortAgainWhereAPopupWas)
     EXPECT_TRUE(screen.has_colours(23, 25, 10, TB_WHITE | TB_BOLD | TB_UNDERLINE, TB_DEFAULT));
 }
 
+TEST_F(TermWidget, ShowsACursorThatMovedWhileItWasHidden)
+{
+    const struct {
+        const char *bytes;
+        bool shown;
+    } rows[] = {{"\033[?25l", false}, {"\033[?25h", false}, // until it moves
+                {"x", true},          {"\033[?25l\033[3;4H", false}, {"\033[?25l", false},
+                {"\033[?25h", true},  {"\033[?25h", true},           {"\033[?25l\033[?25h", false},
+                {"\033[H", true}};
+    for (const auto &row : rows) {
+        feed(row.bytes);
+        EXPECT_EQ(row.shown, context->cursor_shown) << row.bytes + 1;
+    }
+}
+
+TEST_F(TermWidget, ShowsNewerEmojiAsTheyAre)
+{
+    feed("\U0001f7e2|\U00030000|\U0003f7e2|");
+    const uint32_t shown[] = {0x1f7e2, ' ', '|', 0x30000, ' ', '|', 0x3fffd, ' ', '|'};
+    for (int x = 0; x < 9; x++) {
+        EXPECT_EQ(shown[x], screen.cell(x, 0).ch) << x;
+    }
+}
+
 TEST_F(TermWidget, KeepsAThousandLines)
 {
     for (int line = 0; line < TERM_SCROLLBACK_MAX + 100; line++) {

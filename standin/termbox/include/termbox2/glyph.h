@@ -47,7 +47,6 @@ tb_glyph glyph_of(uint32_t ch)
     case WIDTH_WIDE:
         return {ch, 2, false, false};
     case WIDTH_NARROW_UNSURE:
-        return {ch, 1, false, true};
     case WIDTH_WIDE_UNSURE:
         return {ch, 2, false, true};
     case WIDTH_UNASSIGNED:

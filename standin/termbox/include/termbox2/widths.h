@@ -11,7 +11,7 @@ enum tb_width_kind : uint32_t {
     WIDTH_COMBINING,     // none of its own: marks, joiners, format characters
     WIDTH_NARROW,        // one column
     WIDTH_WIDE,          // two
-    WIDTH_NARROW_UNSURE, // two by Unicode 15.0; libvterm gives it one, so we do
+    WIDTH_NARROW_UNSURE, // two by Unicode 15.0; libvterm gives it one
     WIDTH_WIDE_UNSURE    // one by Unicode 15.0; libvterm gives it two, so we do
 };
 

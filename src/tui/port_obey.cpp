@@ -1,0 +1,222 @@
+#include "tui/port_obey.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include <algorithm>
+
+namespace {
+
+// libvterm's own REP loops for ever unless a glyph with a width was the last thing printed.
+// Beyond one line's worth there is no use in a count, only work.
+void repeat_glyph(const PortGuard &guard, VTerm *vt, int count)
+{
+    char copies[16 * sizeof guard.glyph];
+    int cols = 0;
+    if (guard.glyph_length == 0) {
+        return;
+    }
+    vterm_get_size(vt, nullptr, &cols);
+    count = std::min(count, cols);
+    const int room = static_cast<int>(sizeof copies) / guard.glyph_length;
+    char *copy = copies;
+    for (int i = 0; i < std::min(room, count); i++, copy += guard.glyph_length) {
+        memcpy(copy, guard.glyph, guard.glyph_length);
+    }
+    for (; count > 0; count -= room) {
+        vterm_input_write(vt, copies,
+                          static_cast<size_t>(std::min(room, count)) * guard.glyph_length);
+    }
+}
+
+// The first number of a control sequence, or 1.
+int first_number(std::string_view sequence)
+{
+    int number = 0;
+    sequence.remove_prefix(2);
+    for (const char byte : sequence) {
+        if (byte < '0' || byte > '9') {
+            break;
+        }
+        number = number * 10 + (byte - '0');
+    }
+    return std::max(number, 1);
+}
+
+void restore_cursor(VTerm *vt)
+{
+    port_write(vt, "\x1b\x38");
+    port_keep_cursor_inside(vt); // the screen may have shrunk since the cursor was saved
+}
+
+// libvterm takes the first of several modes only. Those that concern what the terminal sends are
+// not its business.
+void set_private_mode(PortGuard &guard, VTerm *vt, int mode, bool on)
+{
+    switch (mode) {
+    case 1:
+        guard.modes.cursor_keys = on;
+        break;
+    case 47:
+        mode = 1047; // the same, for libvterm
+        break;
+    case 66:
+        guard.modes.keypad = on;
+        break;
+    case 69:
+        guard.side_margins = on;
+        break;
+    case 2004:
+        guard.modes.paste = on;
+        break;
+    default:
+        break;
+    }
+    char sequence[32];
+    const int length = snprintf(sequence, sizeof sequence, "\x1b[?%d%c", mode, on ? 'h' : 'l');
+    port_write(vt, {sequence, static_cast<size_t>(length)});
+}
+
+// The numbers between "ESC [ ?" and the final byte.
+void set_private_modes(PortGuard &guard, VTerm *vt, std::string_view sequence)
+{
+    const bool on = sequence.back() == 'h';
+    int mode = -1; // none yet
+    sequence.remove_prefix(3);
+    for (const char byte : sequence) {
+        if (byte >= '0' && byte <= '9') {
+            mode = std::max(mode, 0) * 10 + (byte - '0');
+        } else {
+            if (mode >= 0) {
+                set_private_mode(guard, vt, mode, on);
+            }
+            mode = -1;
+        }
+    }
+}
+
+void obey_csi(PortGuard &guard, VTerm *vt, std::string_view sequence)
+{
+    const char final = sequence.back();
+    const char leader = sequence[2];
+    const bool leads = leader >= '<' && leader <= '?';
+    const char before_final = sequence[sequence.size() - 2];
+    const bool intermediate = port_is_intermediate(before_final);
+    guard.joins = guard.joins && final == 'm';
+    if (final == 'b' && !leads && !intermediate) {
+        repeat_glyph(guard, vt, first_number(sequence));
+        return;
+    }
+    if ((final == 'h' || final == 'l') && leader == '?' && !intermediate) {
+        set_private_modes(guard, vt, sequence);
+        return;
+    }
+    if (final == 's' && before_final == '[' && !guard.side_margins) {
+        port_write(vt, "\x1b\x37");
+        return;
+    }
+    if (final == 'u' && before_final == '[') {
+        restore_cursor(vt);
+        return;
+    }
+    if (final == 'p' && before_final == '!') {
+        guard.modes = {};
+    }
+    guard.margins_set |= final == 'r' || final == 's';
+    port_write(vt, sequence);
+}
+
+void reset(PortGuard &guard, VTerm *vt)
+{
+    guard.modes = {};
+    guard.side_margins = false;
+    guard.margins_set = false;
+    guard.designated = 0;
+    port_write(vt, "\x1b[?1047l\x1b\x63"); // libvterm alone stays on the alternate screen
+}
+
+// Which of the four character sets hold something else than ASCII.
+void note_designation(PortGuard &guard, char set, char characters)
+{
+    const auto bit = static_cast<uint8_t>(1 << (set - '('));
+    if (characters == '0' || characters == 'A') {
+        guard.designated |= bit;
+    } else if (characters == 'B') {
+        guard.designated &= static_cast<uint8_t>(~bit);
+    }
+}
+
+void obey_escape(PortGuard &guard, VTerm *vt, std::string_view sequence)
+{
+    if (sequence.size() == 3 && sequence[1] >= '(' && sequence[1] <= '+') {
+        note_designation(guard, sequence[1], sequence[2]);
+    }
+    guard.joins = guard.joins && sequence.size() > 2;
+    switch (sequence.size() == 2 ? sequence[1] : '\0') {
+    case '8':
+        restore_cursor(vt);
+        return;
+    case 'c':
+        reset(guard, vt);
+        return;
+    case '=':
+    case '>':
+        guard.modes.keypad = sequence[1] == '=';
+        break;
+    default:
+        break;
+    }
+    port_write(vt, sequence);
+}
+
+void begin_string(PortGuard &guard, std::string_view introducer)
+{
+    guard.string_left = PORT_STRING_SIZE;
+    if (introducer.back() == ']') {
+        port_hold_back(guard, introducer); // the others tell libvterm nothing
+    }
+}
+
+} // namespace
+
+void port_hold_back(PortGuard &guard, std::string_view bytes)
+{
+    guard.held_length = static_cast<uint16_t>(bytes.size());
+    memcpy(guard.held, bytes.data(), bytes.size());
+}
+
+void port_obey(PortGuard &guard, VTerm *vt, const PortSequence &sequence)
+{
+    const std::string_view text(sequence.text, sequence.length);
+    switch (sequence.kind) {
+    case PortSequenceKind::CUT:
+        port_hold_back(guard, text);
+        break;
+    case PortSequenceKind::BROKEN:
+        break;
+    case PortSequenceKind::ESCAPE:
+        obey_escape(guard, vt, text);
+        break;
+    case PortSequenceKind::CSI:
+        obey_csi(guard, vt, text);
+        break;
+    case PortSequenceKind::STRING:
+        begin_string(guard, text);
+        break;
+    }
+}
+
+// Puts a cursor that libvterm left outside of the screen back onto it.
+void port_keep_cursor_inside(VTerm *vt)
+{
+    VTermPos cursor;
+    int rows = 0;
+    int cols = 0;
+    vterm_get_size(vt, &rows, &cols);
+    vterm_state_get_cursorpos(vterm_obtain_state(vt), &cursor);
+    if (cursor.row < 0 || cursor.row >= rows || cursor.col < 0 || cursor.col >= cols) {
+        // A status report that asks for nothing: after any control sequence libvterm brings the
+        // cursor back, and this one does nothing else.
+        port_write(vt, "\x1b[0n");
+    }
+}

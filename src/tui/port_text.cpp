@@ -1,0 +1,237 @@
+#include "tui/port_text.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "text/printable.h"
+#include "tui/port_character.h"
+#include "tui/port_obey.h"
+#include "tui/port_scan.h"
+
+namespace {
+
+unsigned char byte_at(const char *bytes)
+{
+    return static_cast<unsigned char>(*bytes);
+}
+
+int cursor_column(VTerm *vt)
+{
+    VTermPos cursor;
+    vterm_state_get_cursorpos(vterm_obtain_state(vt), &cursor);
+    return cursor.col;
+}
+
+void send_until(PortWalk &walk, const char *end)
+{
+    if (end > walk.unsent) {
+        vterm_input_write(walk.vt, walk.unsent, static_cast<size_t>(end - walk.unsent));
+    }
+    walk.unsent = end;
+}
+
+void keep_mark(PortGuard &guard, std::string_view mark)
+{
+    guard.marks++;
+    if (guard.glyph_length > 0 && guard.glyph_length + mark.size() <= sizeof guard.glyph) {
+        memcpy(guard.glyph + guard.glyph_length, mark.data(), mark.size());
+        guard.glyph_length = static_cast<uint8_t>(guard.glyph_length + mark.size());
+    }
+}
+
+void note_printed(PortWalk &walk, const char *glyph)
+{
+    walk.glyph = glyph;
+    walk.guard.marks = 0;
+    walk.guard.joins = true;
+}
+
+// Has one character shown in place of the next bytes.
+void print_instead(PortWalk &walk, size_t length, std::string_view character)
+{
+    port_leave_out(walk, length);
+    const int column = cursor_column(walk.vt);
+    port_write(walk.vt, character);
+    note_printed(walk, character.data());
+    walk.guard.at_margin = cursor_column(walk.vt) == column;
+    walk.guard.glyph_length = static_cast<uint8_t>(character.size());
+    memcpy(walk.guard.glyph, character.data(), character.size());
+    walk.glyph = nullptr;
+}
+
+// libvterm looks for a mark's character on the left of the cursor, where it is not when it stands
+// in the last column: it is printed there once more, with its marks. Behind ASCII libvterm ends its
+// text in front of a mark, unless the text begins with another one.
+void join_at_margin(const PortGuard &guard, VTerm *vt)
+{
+    char text[32 + sizeof guard.glyph];
+    const bool ascii = static_cast<unsigned char>(guard.glyph[0]) < 0x80;
+    if (ascii && guard.designated != 0) {
+        return; // the letter may stand for a line
+    }
+    const int length = snprintf(text, sizeof text, "\x1b[%dG%s%.*s", cursor_column(vt) + 1,
+                                ascii ? "\u0301" : "", guard.glyph_length, guard.glyph);
+    port_write(vt, {text, static_cast<size_t>(length)});
+}
+
+// A mark without a character before it would take the place of one.
+void pass_mark(PortWalk &walk, size_t length)
+{
+    PortGuard &guard = walk.guard;
+    port_send(walk);
+    port_keep_glyph(walk);
+    if (guard.joins && guard.glyph_length > 0) {
+        keep_mark(guard, {walk.at, length});
+        if (guard.at_margin) {
+            join_at_margin(guard, walk.vt);
+        } else {
+            port_write(walk.vt, {walk.at, length});
+        }
+    }
+    port_leave_out(walk, length);
+}
+
+bool is_printed(const char *at)
+{
+    return byte_at(at) >= 0x20 && *at != 0x7f;
+}
+
+// The length of the character at the start of three bytes, when it is one of those that most text
+// is made of (letters of Europe, ideographs, Hangul, symbols and lines), none of them a mark;
+// else 0.
+int common_character_length(const char *at)
+{
+    const unsigned char first = byte_at(at);
+    const unsigned char second = byte_at(at + 1);
+    const unsigned char third = byte_at(at + 2);
+    if (first >= 0xe2 && first <= 0xec) {
+        const bool whole = ((second ^ 0x80) | (third ^ 0x80)) < 0x40;
+        const bool common = first >= 0xe4 ? first != 0xea : second >= (first == 0xe2 ? 0x84 : 0x83);
+        return whole && common ? 3 : 0;
+    }
+    const bool common = (first >= 0xc3 && first <= 0xcb) || (first >= 0xce && first <= 0xd1);
+    return common && continues_character(at[1]) ? 2 : 0;
+}
+
+void pass_common_characters(PortWalk &walk)
+{
+    const char *at = walk.at;
+    const char *end = at + std::min(walk.end - at, PORT_PIECE);
+    const char *last = nullptr;
+    while (end - at >= 3) {
+        const int length = common_character_length(at);
+        if (length == 0) {
+            break;
+        }
+        last = at;
+        at += length;
+    }
+    if (last) {
+        walk.at = at;
+        note_printed(walk, last);
+    }
+}
+
+// One character of more than one byte, or bytes that are none: one U+FFFD for all that belong
+// together.
+void pass_character(PortWalk &walk)
+{
+    const std::string_view bytes(walk.at, static_cast<size_t>(walk.end - walk.at));
+    const Character character = decode_character(bytes);
+    if (character.cut) {
+        port_leave_out(walk, bytes.size());
+        port_keep_glyph(walk);
+        port_hold_back(walk.guard, bytes);
+        return;
+    }
+    if (!character.valid) {
+        print_instead(walk, character.span, "\xef\xbf\xbd");
+        return;
+    }
+    char stand_in[4];
+    switch (port_judge_character(character.code_point, walk.guard.marks)) {
+    case PortVerdict::PASS:
+        note_printed(walk, walk.at);
+        walk.at += character.length;
+        break;
+    case PortVerdict::MARK:
+        pass_mark(walk, character.length);
+        break;
+    case PortVerdict::STAND_IN:
+        memcpy(stand_in, walk.at, sizeof stand_in);
+        stand_in[1] |= 0x20; // 0x20000 more
+        print_instead(walk, sizeof stand_in, {stand_in, sizeof stand_in});
+        break;
+    case PortVerdict::UNKNOWN:
+        print_instead(walk, character.length, "\U0003fffd");
+        break;
+    case PortVerdict::DROP:
+        port_leave_out(walk, character.length);
+        break;
+    }
+}
+
+} // namespace
+
+// A character that leaves the cursor where it was stands in the last column. A mark that follows it
+// has to know.
+void port_send(PortWalk &walk)
+{
+    if (walk.guard.joins && walk.glyph && walk.glyph >= walk.unsent) {
+        send_until(walk, walk.glyph);
+        const int column = cursor_column(walk.vt);
+        send_until(walk, walk.at);
+        walk.guard.at_margin = cursor_column(walk.vt) == column;
+    }
+    send_until(walk, walk.at);
+}
+
+void port_leave_out(PortWalk &walk, size_t length)
+{
+    port_send(walk);
+    walk.at += length;
+    walk.unsent = walk.at;
+}
+
+void port_keep_glyph(PortWalk &walk)
+{
+    if (walk.glyph) {
+        const std::string_view from(walk.glyph, static_cast<size_t>(walk.end - walk.glyph));
+        walk.guard.glyph_length = decode_character(from).length;
+        memcpy(walk.guard.glyph, walk.glyph, walk.guard.glyph_length);
+        walk.glyph = nullptr;
+    }
+}
+
+void port_pass_plain(PortWalk &walk)
+{
+    const char *begin = walk.at;
+    if (walk.guard.designated != 0 && begin > walk.unsent && byte_at(begin - 1) >= 0x80) {
+        port_send(walk); // libvterm would take letters behind UTF-8 for UTF-8, too
+    }
+    // Dense colours: a single character between two sequences.
+    if (walk.end - begin >= 2 && begin[1] == PORT_ESCAPE && is_printed(begin)) {
+        walk.at++;
+        note_printed(walk, begin);
+        return;
+    }
+    walk.at = port_skip<port_mark_not_plain>(begin, begin + std::min(walk.end - begin, PORT_PIECE));
+    for (const char *last = walk.at; last > begin; last--) {
+        if (is_printed(last - 1)) {
+            note_printed(walk, last - 1);
+            break;
+        }
+    }
+    walk.guard.joins = walk.guard.joins && is_printed(walk.at - 1);
+}
+
+void port_pass_characters(PortWalk &walk)
+{
+    const char *begin = walk.at;
+    pass_common_characters(walk);
+    if (walk.at == begin) {
+        pass_character(walk);
+    }
+}
