@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
-"""Prints the table of include/termbox2/widths.h.
+"""Prints the runs of include/termbox2/widths.h.
 
 Sources: UnicodeData.txt and EastAsianWidth.txt of Debian's unicode-data, and the installed
 libvterm, which is asked for the columns that it gives each code point.
 """
 import ctypes
+import textwrap
 
 UNICODE = "/usr/share/unicode/"
 LIMIT = 0x110000
+INDENT = "    "
 UNASSIGNED, COMBINING, NARROW, WIDE, NARROW_UNSURE, WIDE_UNSURE = range(6)
 
 
@@ -68,17 +70,19 @@ def classify(category, wide, emulated):
 
 def main():
     categories, wide, emulated = unicode_categories(), unicode_wide(), emulator_wide()
-    entries = []
+    runs = []
     for code in range(0xA0, LIMIT):
         kind = classify(categories[code], wide[code], emulated[code])
         if code == 0xAD:
             kind = NARROW
         elif 0x1160 <= code <= 0x11FF:
             kind = COMBINING
-        if not entries or entries[-1] & 7 != kind:
-            entries.append(code << 3 | kind)
-    for start in range(0, len(entries), 9):
-        print("    " + " ".join(f"{entry:#x}," for entry in entries[start : start + 9]))
+        if not runs or runs[-1] & 7 != kind:
+            runs.append(kind)
+        runs[-1] += 8
+    text = ", ".join(map(str, runs))
+    print(textwrap.fill(text, 96, initial_indent=INDENT, subsequent_indent=INDENT))
+
 
 
 main()

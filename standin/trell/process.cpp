@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <string.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -96,15 +95,9 @@ struct string_list *make_environment(const char *const *pairs)
     return list;
 }
 
+// The limit may be a billion, the descriptors of this program are few.
 void mark_close_on_exec()
 {
-#if defined(SYS_close_range) && defined(__linux__)
-    constexpr unsigned long CLOSE_ON_EXEC = 1u << 2;
-    if (syscall(SYS_close_range, STDERR_FILENO + 1ul, ~0ul, CLOSE_ON_EXEC) == 0) {
-        return;
-    }
-#endif
-    // Kernels before 5.11. The limit may be a billion, the descriptors of this program are few.
     const long limit = sysconf(_SC_OPEN_MAX);
     const int end = limit < 0 || limit > 65536 ? 65536 : static_cast<int>(limit);
     for (int descriptor = STDERR_FILENO + 1; descriptor < end; ++descriptor) {

@@ -7,7 +7,7 @@
 // NUL. The implementation reaches descriptors by plain calls of write(fd, bytes, count), read(),
 // poll() and ioctl(), so that unit may also lay a macro over one of them.
 //
-// Every call but tb_init_file returns TB_ERR_NOT_INIT unless initialised.
+// Without a terminal taken by tb_init_file the other calls fail or do nothing.
 #ifndef ZORVAD_STANDIN_TERMBOX2_H
 #define ZORVAD_STANDIN_TERMBOX2_H
 

@@ -69,27 +69,18 @@ int tb_present(void)
 
 int tb_set_cursor(int x, int y)
 {
-    if (!global.initialised) {
-        return TB_ERR_NOT_INIT;
-    }
     global.cursor = {x > 0 ? x : 0, y > 0 ? y : 0, true};
     return TB_OK;
 }
 
 int tb_hide_cursor(void)
 {
-    if (!global.initialised) {
-        return TB_ERR_NOT_INIT;
-    }
     global.cursor.visible = false;
     return TB_OK;
 }
 
 int tb_set_cell(int x, int y, uint32_t ch, uintattr_t fg, uintattr_t bg)
 {
-    if (!global.initialised) {
-        return TB_ERR_NOT_INIT;
-    }
     tb_screen &screen = global.screen;
     if (x < 0 || y < 0 || x >= screen.width || y >= screen.height) {
         return TB_ERR_OUT_OF_BOUNDS;
@@ -111,9 +102,6 @@ int tb_set_cell_ex(int x, int y, uint32_t *ch, size_t, uintattr_t fg, uintattr_t
 
 int tb_get_cell(int x, int y, int back, struct tb_cell **cell)
 {
-    if (!global.initialised) {
-        return TB_ERR_NOT_INIT;
-    }
     tb_screen &screen = global.screen;
     if (x < 0 || y < 0 || x >= screen.width || y >= screen.height) {
         return TB_ERR_OUT_OF_BOUNDS;
@@ -131,9 +119,6 @@ int tb_printf(int x, int y, uintattr_t fg, uintattr_t bg, const char *format, ..
     va_start(arguments, format);
     int length = vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
-    if (!global.initialised) {
-        return TB_ERR_NOT_INIT;
-    }
     if (length < 0 || static_cast<size_t>(length) >= sizeof(text)) {
         return TB_ERR;
     }
@@ -142,9 +127,6 @@ int tb_printf(int x, int y, uintattr_t fg, uintattr_t bg, const char *format, ..
 
 int tb_set_output_mode(int mode)
 {
-    if (!global.initialised) {
-        return TB_ERR_NOT_INIT;
-    }
     return mode == TB_OUTPUT_NORMAL ? TB_OK : TB_ERR;
 }
 

@@ -10,13 +10,10 @@ struct list_head {
     struct list_head *prev;
 };
 
-// <sys/queue.h> has a LIST_HEAD too.
-#undef LIST_HEAD
 #define LIST_HEAD_INIT(name)                                                                       \
     {                                                                                              \
         &(name), &(name)                                                                           \
     }
-#define LIST_HEAD(name) struct list_head name = LIST_HEAD_INIT(name)
 
 static inline void INIT_LIST_HEAD(struct list_head *list)
 {
