@@ -1,10 +1,12 @@
 #include "tui/port_guard.h"
 
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
 
+#include "dep/ubox.h"
 #include "tui/port_obey.h"
 #include "tui/port_scan.h"
 #include "tui/port_sequence.h"
@@ -197,12 +199,41 @@ void reset_margins(PortGuard &guard, VTerm *vt)
     guard.margins_set = false;
 }
 
+// libvterm uses what it is given without a look, so there is no way on without memory for it.
+void *vterm_allocate(size_t size, void *)
+{
+    void *memory = calloc(1, size);
+    if (memory == nullptr) {
+        ulog(LOG_ERR, "Could not allocate memory for the terminal emulator\n");
+        abort();
+    }
+    return memory;
+}
+
+void vterm_release(void *memory, void *)
+{
+    free(memory);
+}
+
+VTermAllocatorFunctions allocator = {vterm_allocate, vterm_release};
+
+// Whether there is memory for screens of this size: then it is not asked of libvterm.
+bool memory_suffices(int rows, int cols)
+{
+    constexpr size_t CELL = 256; // both of its screens, old and new, and more
+    void *volatile room = malloc(CELL * static_cast<size_t>(rows) * static_cast<size_t>(cols));
+    free(room);
+    return room != nullptr;
+}
+
 } // namespace
 
 VTerm *port_guard_new_vterm(int rows, int cols)
 {
-    return vterm_new(std::clamp(rows, PORT_GUARD_MIN_ROWS, PORT_GUARD_MAX_ROWS),
-                     std::clamp(cols, PORT_GUARD_MIN_COLS, PORT_GUARD_MAX_COLS));
+    rows = std::clamp(rows, PORT_GUARD_MIN_ROWS, PORT_GUARD_MAX_ROWS);
+    cols = std::clamp(cols, PORT_GUARD_MIN_COLS, PORT_GUARD_MAX_COLS);
+    return memory_suffices(rows, cols) ? vterm_new_with_allocator(rows, cols, &allocator, nullptr)
+                                       : nullptr;
 }
 
 void port_guard_write(PortGuard &guard, VTerm *vt, const char *bytes, size_t length)
@@ -232,6 +263,10 @@ void port_guard_set_size(PortGuard &guard, VTerm *vt, int rows, int cols)
     rows = std::clamp(rows, PORT_GUARD_MIN_ROWS, PORT_GUARD_MAX_ROWS);
     cols = std::clamp(cols, PORT_GUARD_MIN_COLS, PORT_GUARD_MAX_COLS);
     vterm_get_size(vt, &old_rows, &old_cols);
+    if (!memory_suffices(rows, cols)) {
+        ulog(LOG_ERR, "Could not resize the terminal emulator\n");
+        return;
+    }
     if (guard.margins_set && (rows < old_rows || cols < old_cols)) {
         reset_margins(guard, vt);
     }

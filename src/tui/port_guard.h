@@ -52,7 +52,9 @@ struct PortGuard {
 };
 static_assert(std::is_trivial_v<PortGuard> && std::is_standard_layout_v<PortGuard>);
 
-// An emulator of the size asked for, brought within the limits above.
+// An emulator of the size asked for, brought within the limits above. Null when there is no memory
+// for its screens. What libvterm asks for later and does not get ends the process by SIGABRT, with
+// a line in the log: it would write to what it has not got.
 [[nodiscard]] VTerm *port_guard_new_vterm(int rows, int cols);
 
 // In place of vterm_input_write.
@@ -60,4 +62,5 @@ void port_guard_write(PortGuard &guard, VTerm *vt, const char *bytes, size_t len
 
 // In place of vterm_set_size: any two numbers, brought within the limits above. Margins that the
 // port has set are reset when the terminal shrinks; the cursor is kept, within the new size.
+// Without memory for the new screens they keep the old size, with a line in the log.
 void port_guard_set_size(PortGuard &guard, VTerm *vt, int rows, int cols);

@@ -1,7 +1,8 @@
-// Every allocation of a start-up and of a session that uses every command fails in turn, in both
-// front ends: the session goes on or ends, and what failed is in the log.
+// Every allocation of a start-up and of a session that uses every command fails in turn, libvterm's
+// included, in both front ends: the session goes on or ends, and what failed is in the log.
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -9,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "basic/port_info.h"
@@ -51,19 +53,53 @@ struct CapturedErrors {
     }
 };
 
+int occurrences(std::string_view text, std::string_view part)
+{
+    int count = 0;
+    for (size_t at = 0; (at = text.find(part, at)) != text.npos; at++) {
+        count++;
+    }
+    return count;
+}
+
+// Exit statuses of a child that ran a session.
+enum : int { ALL_WELL, NOTHING_FAILED, EXPECTATION_FAILED };
+
+// In a child, as one without memory for libvterm ends.
+int run_in_child(void (*session)(int fail_at), int fail_at)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        session(fail_at);
+        _exit(testing::Test::HasFailure() ? EXPECTATION_FAILED
+              : allocation_has_failed()   ? ALL_WELL
+                                          : NOTHING_FAILED);
+    }
+    int status = 0;
+    EXPECT_EQ(child, waitpid(child, &status, 0));
+    return status;
+}
+
 // Runs the session with the first allocation failing, then the second, until none is left to fail.
 // Returns how many there were, and everything that was logged.
 int fail_each(void (*session)(int fail_at), std::string &log)
 {
     const CapturedErrors errors;
-    int count = 0;
-    do {
-        session(++count);
-    } while (allocation_has_failed() && count < 5000);
-    allocation_fail_at(0);
-    std::fseek(errors.file, 0, SEEK_END);
-    log = errors.text();
-    return count - 1;
+    int aborted = 0;
+    for (int count = 1; count < 5000; count++) {
+        const int status = run_in_child(session, count);
+        if (WIFEXITED(status) && WEXITSTATUS(status) == NOTHING_FAILED) {
+            std::fseek(errors.file, 0, SEEK_END);
+            log = errors.text();
+            EXPECT_EQ(aborted, occurrences(log, "memory for the terminal emulator\n"));
+            return count - 1;
+        }
+        aborted += WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
+        EXPECT_TRUE(status == ALL_WELL || WIFSIGNALED(status)) << "allocation " << count;
+        EXPECT_TRUE(!WIFSIGNALED(status) || WTERMSIG(status) == SIGABRT) << "allocation " << count;
+    }
+    ADD_FAILURE() << "there is no end to it";
+    return 0;
 }
 
 void expect_logged(const std::string &log, std::initializer_list<const char *> lines)
@@ -141,6 +177,9 @@ TEST(FailingAllocations, OfTheTerminalUi)
                    "Could not allocate statusbar widget structure\n",
                    "Could not allocate vterm widget structure\n",
                    "Could not allocate vterm context structure\n", "Could not initialise widgets",
+                   "Could not create terminal emulator\n",
+                   "Could not allocate memory for the terminal emulator\n",
+                   "Could not resize the terminal emulator\n",
                    "Could not allocate popup context structure\n",
                    "Could not allocate scrollback context structure\n",
                    "Could not allocate scrollback line\n", "Couldn't allocate scrollback line",

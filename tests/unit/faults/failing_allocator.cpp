@@ -42,12 +42,14 @@ void *__real_malloc(size_t size);
 void *__real_calloc(size_t count, size_t size);
 void *__real_realloc(void *memory, size_t size);
 char *__real_strdup(const char *text);
+char *__real_strndup(const char *text, size_t length);
 int __real_vasprintf(char **text, const char *format, va_list arguments);
 
 void *__wrap_malloc(size_t size);
 void *__wrap_calloc(size_t count, size_t size);
 void *__wrap_realloc(void *memory, size_t size);
 char *__wrap_strdup(const char *text);
+char *__wrap_strndup(const char *text, size_t length);
 int __wrap_vasprintf(char **text, const char *format, va_list arguments);
 int __wrap_asprintf(char **text, const char *format, ...);
 
@@ -69,6 +71,11 @@ void *__wrap_realloc(void *memory, size_t size)
 char *__wrap_strdup(const char *text)
 {
     return fails() ? nullptr : __real_strdup(text);
+}
+
+char *__wrap_strndup(const char *text, size_t length)
+{
+    return fails() ? nullptr : __real_strndup(text, length);
 }
 
 int __wrap_vasprintf(char **text, const char *format, va_list arguments)
