@@ -14,6 +14,7 @@
 #include <type_traits>
 
 #include "dep/vterm.h"
+#include "tui/key_modes.h"
 #include "tui/widget/layout.h"
 
 // The sizes that the emulator is kept within.
@@ -25,20 +26,13 @@ constexpr int PORT_GUARD_MAX_COLS = SCREEN_MAX_COLS;
 // As many marks as a cell has room for beside its character.
 constexpr int PORT_GUARD_MAX_MARKS = VTERM_MAX_CHARS_PER_CELL - 1;
 
-// What the port wants the user's terminal to send.
-struct PortModes {
-    bool cursor_keys; // of application mode
-    bool keypad;
-    bool paste; // with marks around it
-};
-
 // The state of one port. Zero-filled is the start.
 struct PortGuard {
     bool started;
     bool margins_set;   // the port may have set margins since they were last reset
     bool side_margins;  // it has switched those on the left and right on
     uint8_t designated; // the character sets that do not hold ASCII, a bit each
-    PortModes modes;
+    KeyModes modes;     // as the port has set them
     // The last character printed and its combining marks.
     bool joins;     // a mark that comes now would join it
     bool at_margin; // it stands in the last column

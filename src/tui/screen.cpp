@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <string.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <termios.h>
@@ -12,6 +13,7 @@
 #include "dep/ubox.h"
 #include "link/clock.h"
 #include "link/connection.h"
+#include "tui/termbox.h"
 
 namespace {
 
@@ -33,6 +35,28 @@ struct Cursor {
 };
 Cursor cursor;
 
+KeyModes wanted_modes;
+KeyModes terminal_modes;
+
+void write_text(const char *text)
+{
+    (void)screen_write(output.fd.fd, text, strlen(text)); // what fails, fails for the picture too
+}
+
+void send_modes(const KeyModes &modes)
+{
+    if (modes.cursor_keys != terminal_modes.cursor_keys) {
+        write_text(modes.cursor_keys ? "\033[?1h" : "\033[?1l");
+    }
+    if (modes.keypad != terminal_modes.keypad) {
+        write_text(modes.keypad ? "\033=" : "\033>");
+    }
+    if (modes.paste != terminal_modes.paste) {
+        write_text(modes.paste ? "\033[?2004h" : "\033[?2004l");
+    }
+    terminal_modes = modes;
+}
+
 bool output_is_idle()
 {
     return output.stream.w.data_bytes == 0;
@@ -44,7 +68,8 @@ void present_now()
         return;
     }
     present_due = false;
-    if (cursor.shown) {
+    send_modes(wanted_modes);
+    if (cursor.shown || !tui_can_hide_cursor()) {
         tb_set_cursor(cursor.x, cursor.y);
     } else {
         tb_hide_cursor();
@@ -171,7 +196,11 @@ int screen_start(const char *path)
     const int result = tb_init_file(path);
     if (result != TB_OK) {
         close_output();
+        return result;
     }
+    terminal_modes = {true, true,
+                      false}; // termbox2 takes it for the terminal of a program of its own
+    send_modes({});
     return result;
 }
 
@@ -183,6 +212,7 @@ void screen_stop()
     uloop_timeout_cancel(&present_timer);
     present_due = false;
     leave_stream();
+    send_modes({});
     tb_shutdown();
     close_output();
 }
@@ -195,14 +225,14 @@ void screen_present()
     }
 }
 
-void screen_set_cursor(int x, int y)
+void screen_set_cursor(int x, int y, bool shown)
 {
-    cursor = {true, x, y};
+    cursor = {shown, x, y};
 }
 
-void screen_hide_cursor()
+void screen_set_modes(const KeyModes &modes)
 {
-    cursor.shown = false;
+    wanted_modes = modes;
 }
 
 ssize_t screen_write(int descriptor, const void *bytes, size_t count)

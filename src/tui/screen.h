@@ -8,6 +8,8 @@
 
 #include <sys/types.h>
 
+#include "tui/key_modes.h"
+
 // Opens the terminal and starts termbox2 on it. Returns 0, or another value when there is no
 // terminal that can be used; nothing is left open then.
 [[nodiscard]] int screen_start(const char *path);
@@ -19,9 +21,13 @@ void screen_stop();
 // Has the back buffer shown before the loop waits again, once however often it is asked for.
 void screen_present();
 
-// Where the cursor is when the next picture is shown.
-void screen_set_cursor(int x, int y);
-void screen_hide_cursor();
+// Where the cursor is when the next picture is shown. A hidden one waits there on a terminal that
+// cannot hide it.
+void screen_set_cursor(int x, int y, bool shown);
+
+// What the terminal sends from the next picture on; none of them at first. They last beyond the end
+// of the screen, until it starts again.
+void screen_set_modes(const KeyModes &modes);
 
 // Stands for write() in termbox2.
 ssize_t screen_write(int descriptor, const void *bytes, size_t count);

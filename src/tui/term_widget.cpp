@@ -74,11 +74,8 @@ int on_damage_noted(VTermRect rectangle, void *user)
 void show_cursor(Widget *widget)
 {
     const TermContext &context = *context_of(widget);
-    if (context.cursor_shown) {
-        screen_set_cursor(widget->x0 + context.cursor.col, widget->y0 + context.cursor.row);
-    } else {
-        screen_hide_cursor();
-    }
+    screen_set_cursor(widget->x0 + context.cursor.col, widget->y0 + context.cursor.row,
+                      context.cursor_shown);
 }
 
 void paint_damage(Widget *widget)
@@ -150,6 +147,7 @@ void term_feed(const char *bytes, int length, Widget *widget)
 {
     TermContext *context = context_of(widget);
     port_guard_write(context->guard, context->vt, bytes, static_cast<size_t>(length));
+    screen_set_modes(context->guard.modes);
 }
 
 void term_on_input(const char *bytes, int length, WidgetList *, Widget *widget)

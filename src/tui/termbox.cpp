@@ -74,6 +74,12 @@ UnparsedInput unparsed_input()
 
 } // namespace
 
+bool tui_can_hide_cursor()
+{
+    const char *hide = global.caps[TB_CAP_HIDE_CURSOR];
+    return hide != nullptr && *hide != '\0';
+}
+
 bool tui_next_event(tb_event *event, KeyBytes *bytes)
 {
     const UnparsedInput left = unparsed_input();

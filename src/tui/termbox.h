@@ -20,6 +20,9 @@ struct KeyBytes {
 // Fetches an event without waiting: true when there is one. bytes is filled for key events.
 [[nodiscard]] bool tui_next_event(tb_event *event, KeyBytes *bytes);
 
+// Whether the terminal has a way to hide the cursor.
+[[nodiscard]] bool tui_can_hide_cursor();
+
 // termbox2's extract-pre hook: hands all unparsed input to the top widget as it came, but for an
 // unfinished character at its end behind more than an ESC, and has termbox2 drop it.
 int tui_extract_hook(tb_event *event, size_t *consumed);

@@ -14,6 +14,11 @@ void expect_terminal_given_back(Program &client)
     const Program fresh({.arguments = {"/bin/cat"}});
     EXPECT_EQ(describe(fresh.settings()), describe(client.settings()));
     EXPECT_EQ(0, client.stream_flags(0) & O_NONBLOCK);
+    for (const auto &[on, off] :
+         {std::pair{"\x1b[?1h", "\x1b[?1l"}, {"\x1b=", "\x1b>"}, {"\x1b[?2004h", "\x1b[?2004l"}}) {
+        const size_t last = client.output().rfind(on);
+        EXPECT_TRUE(last == std::string::npos || last < client.output().rfind(off)) << on + 1;
+    }
     EXPECT_FALSE(client.screen().alternate);
     EXPECT_TRUE(client.screen().cursor_visible);
     client.screen().feed("\r\nX"); // in plain attributes
@@ -43,8 +48,10 @@ TEST(TuiEnding, TheTerminalIsGivenBack)
         Tui tui;
         tui.start();
         EXPECT_TRUE(tui.screen().alternate);
-        tui.daemon.send("\x1b[1;4;7m\x1b[?25lport output");
+        tui.daemon.send("\x1b[1;4;7m\x1b[?25l\x1b[?1;1002;2004h\x1b=port output");
         tui.client->wait_for_screen("port output");
+        EXPECT_NE(tui.client->output().find("\x1b[?1h\x1b=\x1b[?2004h"), std::string::npos);
+        EXPECT_EQ(tui.client->output().find("\x1b[?1002h"), std::string::npos); // no mouse
         end(tui);
         EXPECT_EQ(0, tui.client->wait_for_exit());
         expect_terminal_given_back(*tui.client);

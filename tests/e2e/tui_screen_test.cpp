@@ -35,11 +35,10 @@ const std::vector<std::pair<const char *, std::string>> SCRIPTS{
     {"attributes", "\x1b[1mbold\x1b[4munder\x1b[m\x1b[3mitalic\x1b[5mblink\x1b[m\x1b[7mreverse   "
                    "\x1b[m\x1b[21mdouble\x1b[m\x1b[1;4;7;5;3mall\x1b[22;24mless\x1b[m plain"},
     {"colours", "\x1b[31mred\x1b[44mon blue\x1b[38;5;200mindexed\x1b[48;2;1;2;3mrgb\x1b[0m done"},
-    {"cursor movement",
-     "\x1b[5;10Hfive\x1b[3A\x1b[2Bx\x1b[10Dy\x1b[20Cz\x1b[8Gg\x1b[12dd\x1b[H"
-     "home!\x1b"
-     "7\x1b[20;70Hfar\x1b"
-     "8?"},
+    {"cursor movement", "\x1b[5;10Hfive\x1b[3A\x1b[2Bx\x1b[10Dy\x1b[20Cz\x1b[8Gg\x1b[12dd\x1b[H"
+                        "home!\x1b"
+                        "7\x1b[20;70Hfar\x1b"
+                        "8?"},
     {"erasing", numbered_lines(30) +
                     "\x1b[5;3H\x1b[K\x1b[7;3H\x1b[1K\x1b[9H\x1b[2K\x1b[12;4H\x1b[J\x1b[2;"
                     "3H\x1b[3X"},

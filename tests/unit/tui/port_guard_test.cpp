@@ -303,7 +303,7 @@ TEST(PortGuard, KnowsTheModesOfTheKeys)
             bytewise.write({&byte, 1});
         }
         for (const Emulator *emulator : {&whole, &bytewise}) {
-            const PortModes &modes = emulator->guard.modes;
+            const KeyModes &modes = emulator->guard.modes;
             EXPECT_EQ(string(modes.cursor_keys ? "cursor " : "") + (modes.keypad ? "keypad " : "") +
                           (modes.paste ? "paste " : ""),
                       row.modes)

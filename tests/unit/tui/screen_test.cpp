@@ -67,9 +67,49 @@ struct ScreenTest : testing::Test {
     }
 };
 
+TEST_F(ScreenTest, TheModesOfTheKeysLastBeyondAStop)
+{
+    const auto modes = [this] {
+        std::string shown;
+        for (int i = 0; i < 20; i++) { // a picture may take several
+            (void)uloop_run_timeout(1);
+            shown += shown_on(screen.terminal);
+        }
+        std::string on;
+        for (const auto &[set, reset] : {std::pair{"\033[?1h", "\033[?1l"},
+                                         {"\033=", "\033>"},
+                                         {"\033[?2004h", "\033[?2004l"}}) {
+            const size_t last = shown.rfind(set);
+            const size_t off = shown.rfind(reset);
+            const bool is_on =
+                last != std::string::npos && (off == std::string::npos || last > off);
+            on += is_on ? '1' : off != std::string::npos ? '0' : '-';
+        }
+        return on;
+    };
+    EXPECT_EQ(modes(), "00-"); // not as termbox2 has them
+    screen_set_modes({true, false, true});
+    fill();
+    EXPECT_EQ(modes(), "1-1");
+    screen_set_modes({true, true, true});
+    screen_set_modes({false, true, true});
+    fill();
+    EXPECT_EQ(modes(), "01-");
+    fill();
+    EXPECT_EQ(modes(), "---");
+    screen_stop();
+    EXPECT_EQ(modes(), "000");
+    ASSERT_EQ(screen_start(path.c_str()), 0);
+    EXPECT_EQ(modes(), "00-");
+    fill();
+    EXPECT_EQ(modes(), "-11");
+    screen_set_modes({});
+    fill();
+}
+
 TEST_F(ScreenTest, TheCursorIsBackAfterTheTerminalWasGivenAway)
 {
-    screen_set_cursor(6, 2);
+    screen_set_cursor(6, 2, true);
     screen_stop();
     ASSERT_EQ(screen_start(path.c_str()), TB_OK);
     (void)shown_on(screen.terminal);

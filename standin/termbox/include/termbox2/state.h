@@ -136,10 +136,16 @@ enum tb_cap_index : int {
     CAP_COUNT
 };
 
+// A name that the real library has.
+constexpr int TB_CAP_HIDE_CURSOR = CAP_CIVIS;
+
 struct tb_caps {
     tb_cap caps[CAP_COUNT];
     size_t attributes_max; // bytes of the longest change of attributes
     char *block;           // owns the texts; null when they are built in
+
+    // As in the real library.
+    const char *operator[](int index) const { return caps[index].text; }
 };
 
 struct tb_cursor {
