@@ -2,10 +2,13 @@
 
 #include <string.h>
 
+#include <string_view>
+
 #include "dep/termbox.h"
 #include "front/escape.h"
 #include "front/help.h"
 #include "front/sessions.h"
+#include "link/clock.h"
 #include "link/connection.h"
 #include "link/owned.h"
 #include "tui/popup.h"
@@ -30,6 +33,37 @@ struct Gathered {
     size_t length;
 };
 Gathered gathered;
+
+// A paste between the marks of the terminal, in which no key is a command.
+struct Paste {
+    bool open;         // its beginning has come and its end has not
+    bool discarded;    // a popup took its beginning
+    uint8_t matched;   // bytes of a mark that the input ended with
+    bool popup_closed; // by those
+    int64_t heard;     // when there was input
+};
+Paste paste;
+constexpr std::string_view PASTE_BEGIN = "\x1b[200~";
+constexpr std::string_view PASTE_END = "\x1b[201~";
+// An end that never comes must not lock the commands out.
+constexpr int64_t PASTE_PATIENCE_MS = 5000;
+
+// Looks at the next byte of input: true when it completes a mark.
+bool take_mark(char byte)
+{
+    const std::string_view mark = paste.open ? PASTE_END : PASTE_BEGIN;
+    if (byte != mark[paste.matched]) {
+        paste.matched = byte == mark[0] ? 1 : 0;
+        return false;
+    }
+    paste.matched++;
+    if (paste.matched < mark.size()) {
+        return false;
+    }
+    paste.matched = 0;
+    paste.open = !paste.open;
+    return true;
+}
 
 void deliver_gathered()
 {
@@ -72,6 +106,48 @@ bool is_stray(const tb_event &event, const KeyBytes &key)
 bool is_escape(const tb_event &event)
 {
     return (event.ch != 0 ? event.ch : event.key) == zorvad.escape_char;
+}
+
+// Takes a key that is part of a paste; false for another one.
+bool take_pasted(const KeyBytes &key)
+{
+    const bool was_open = paste.open;
+    const bool discarded = paste.discarded;
+    const bool popup_closed = paste.popup_closed && paste.matched > 1;
+    for (size_t i = 0; i < key.length; i++) {
+        (void)take_mark(key.bytes[i]);
+    }
+    const bool goes_on = popup_closed && (paste.matched > 1 || paste.open);
+    paste.popup_closed = goes_on;
+    if (paste.open && !was_open) {
+        paste.discarded = goes_on || !terminal_widget_is_top();
+    }
+    paste.discarded = paste.discarded && paste.open;
+    if (was_open && !discarded) {
+        forward(key.bytes, key.length);
+    }
+    return was_open || goes_on;
+}
+
+// The part of raw input that no discarded paste takes.
+std::string_view without_discarded(std::string_view bytes)
+{
+    const bool popup = !terminal_widget_is_top();
+    bool discarded = paste.discarded;
+    size_t taken = discarded ? bytes.size() : 0;
+    for (size_t i = 0; i < bytes.size(); i++) {
+        if (!take_mark(bytes[i])) {
+            continue;
+        }
+        if (!paste.open && discarded) {
+            discarded = false;
+            taken = i + 1;
+        }
+        paste.discarded = paste.open && popup;
+    }
+    paste.popup_closed = popup;
+    bytes.remove_prefix(taken);
+    return bytes;
 }
 
 void open_help()
@@ -138,7 +214,9 @@ void handle_event(const tb_event &event, const KeyBytes &key)
         widget_list_resize(widget_list, tb_height(), tb_width());
         break;
     case TB_EVENT_KEY:
-        handle_key(event, key);
+        if (!take_pasted(key)) {
+            handle_key(event, key);
+        }
         break;
     default:
         break;
@@ -160,6 +238,11 @@ void handle_events(bool resized)
     int events = 0;
     tb_event event;
     KeyBytes key;
+    const int64_t now = monotonic_ms();
+    if (paste.open && now - paste.heard > PASTE_PATIENCE_MS) {
+        paste = {};
+    }
+    paste.heard = now;
     while (!zorvad.quit && (resized || !port_is_stuck(zorvad)) && events < EVENTS_A_TURN &&
            tui_next_event(&event, &key)) {
         handle_event(event, key);
@@ -189,6 +272,7 @@ void on_port_drained()
 {
     if (paused && watching) {
         pause_reading(false);
+        paste.heard = monotonic_ms(); // it was we who did not listen
         uloop_timeout_set(&next_turn, 0);
     }
 }
@@ -206,6 +290,7 @@ int tui_input_start()
     }
     watching = true;
     paused = false;
+    paste = {};
     if (uloop_fd_add(&terminal_watch, ULOOP_READ | ULOOP_BLOCKING) != 0 ||
         uloop_fd_add(&resize_watch, ULOOP_READ | ULOOP_BLOCKING) != 0) {
         tui_input_stop();
@@ -250,5 +335,8 @@ void tui_input_cb(uloop_fd *fd, unsigned int)
 void tui_raw_input(const char *bytes, int length)
 {
     deliver_gathered();
-    widget_list_input(bytes, length, widget_list);
+    const std::string_view rest = without_discarded({bytes, static_cast<size_t>(length)});
+    if (!rest.empty()) {
+        widget_list_input(rest.data(), static_cast<int>(rest.size()), widget_list);
+    }
 }

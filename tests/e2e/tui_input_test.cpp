@@ -136,6 +136,57 @@ TEST(TuiInput, ALargePasteArrivesWhole)
     }
 }
 
+// Between the terminal's marks no key is a command, wherever they are cut.
+TEST(TuiInput, NothingInAPasteIsACommand)
+{
+    std::string big;
+    while (big.size() < 100'000) {
+        big += "line\5q\5\r\5?" + std::to_string(big.size());
+    }
+    const std::vector<std::vector<std::string>> rows{
+        {"\x1b[200~a", "\5qb\5", "\x1b[201~"},  {"\x1b[200~", "\5", "q", "\x1b[20", "1~"},
+        {"k\x1b[20", "0~\5q", "\x1b", "[201~"}, {"\x1b[200~\5q\x1b[200~\x1b[2\x1b\x1b[201~"},
+        {"\x1b[200~" + big + "\x1b[201~"},
+    };
+    Tui tui;
+    tui.start();
+    std::string port;
+    for (const std::vector<std::string> &chunks : rows) {
+        SCOPED_TRACE(visible(chunks[0].substr(0, 40)));
+        send_chunks(*tui.client, chunks);
+        for (const std::string &chunk : chunks) {
+            port += chunk;
+        }
+        tui.daemon.expect_received(port);
+        send_chunks(*tui.client, {"\5\5"});
+        tui.daemon.expect_received(port += "\5");
+    }
+    EXPECT_EQ(0, tui.quit());
+}
+
+TEST(TuiInput, APasteClosesAPopupAndIsGone)
+{
+    const std::vector<std::string> rows[] = {
+        {"\x1b[200~pasted\x1b[201~"},
+        {"\x1b[200~pasted", " \5q and \x1b[A", "\5d more\x1b[201~"},
+        {"\x1b[200~" + std::string(5000, 'x') + "\x1b[201~"},
+        {"\x1b[20", "0~pasted\x1b", "[201~"},
+    };
+    Tui tui;
+    tui.start();
+    std::string port;
+    for (const std::vector<std::string> &chunks : rows) {
+        SCOPED_TRACE(visible(chunks[0].substr(0, 40)));
+        send_chunks(*tui.client, {"\5?"});
+        tui.client->wait_for_screen("****");
+        send_chunks(*tui.client, chunks);
+        tui.expect_blank_port_screen();
+        send_chunks(*tui.client, {"x\5\5"});
+        tui.daemon.expect_received(port += "x\5");
+    }
+    EXPECT_EQ(0, tui.quit());
+}
+
 TEST(TuiInput, APasteIntoAPortThatDoesNotRead)
 {
     Tui tui({.data_buffer = 4096});
