@@ -1,5 +1,5 @@
 // The escape character and its commands: chunks of typed bytes in, port bytes and requests out.
-#include "e2e/basic.h"
+#include "e2e/fixture.h"
 
 using namespace support;
 using namespace std::string_literals;
@@ -21,15 +21,6 @@ std::string help_with(const std::string &name)
            "\tEscape-Char d to list or disconnect other sessions\r\n"
            "\tEscape-Char s for port history (graphical terminal only)\r\n"
            "\tEscape-Char ? for this help\r\n";
-}
-
-// Each chunk is read by the client before the next is sent.
-void send_chunks(Program &client, const std::vector<std::string> &chunks)
-{
-    for (const std::string &chunk : chunks) {
-        client.send(chunk);
-        client.wait_until_read();
-    }
 }
 
 } // namespace
@@ -69,94 +60,68 @@ TEST(Escape, ChunksToPortBytesAndRequests)
         {{"\5py"}, "y", 0, NO_OUTLETS},
         {{"\5d\5p\5?"}, "", 0, NO_PERMISSION + NO_OUTLETS + help},
     };
+    Session session(BASIC);
+    session.start(PIPES);
+    size_t breaks = 0;
     for (const auto &row : rows) {
         SCOPED_TRACE(visible(row.chunks[0], 40));
-        Basic session;
-        session.daemon.answer("BREAK", "{}");
-        session.start(PIPES);
-        send_chunks(*session.client, row.chunks);
-        session.expect_relay(row.port);
-        session.expect_output(row.output);
-        session.client->wait_until(
-            [&] { return session.daemon.command_count("BREAK") >= row.breaks; }, "breaks");
-        EXPECT_EQ(0, session.quit());
-        session.daemon.expect_received(row.port + "~");
-        EXPECT_EQ(row.breaks, session.daemon.command_count("BREAK"));
-        EXPECT_EQ(0u, session.daemon.commands_waiting());
-        EXPECT_EQ("", session.client->log());
+        for (const std::string &chunk : row.chunks) {
+            session.play({{TYPE, chunk}});
+        }
+        session.play({{GETS, row.port}, {SHOWS, row.output}});
+        session.expect_relay();
+        breaks += row.breaks;
+        EXPECT_EQ(breaks, session.daemon.command_count("BREAK"));
     }
+    session.expect_nothing_left();
 }
 
 TEST(Escape, QuitDropsWhatFollowsAndSendsWhatCameBefore)
 {
-    for (const auto &[chunks, port] : std::vector<std::pair<std::vector<std::string>, std::string>>{
-             {{"\5q"}, ""},
-             {{"\5", "q"}, ""},
-             {{"abc\5qrest\5b"}, "abc"},
-             {{"ab\5\5\5", "q"}, "ab\5"}}) {
-        Basic session;
+    const struct {
+        std::vector<Step> typed;
+        std::string port;
+    } rows[] = {{{{LEAVE, "\5q"}}, ""},
+                {{{TYPE, "\5"}, {LEAVE, "q"}}, ""},
+                {{{LEAVE, "abc\5qrest\5b"}}, "abc"},
+                {{{TYPE, "ab\5\5\5"}, {LEAVE, "q"}}, "ab\5"}};
+    for (const auto &[typed, port] : rows) {
+        Session session(BASIC);
         session.start(PIPES);
-        for (const std::string &chunk : chunks) {
-            session.client->send(chunk);
-            if (&chunk != &chunks.back()) {
-                session.client->wait_until_read();
-            }
-        }
-        EXPECT_EQ(0, session.client->wait_for_exit());
-        session.daemon.expect_received(port);
-        EXPECT_EQ(session.greeting, session.client->output());
-        EXPECT_EQ(0u, session.daemon.commands_waiting());
+        session.play(typed);
+        session.play({{GETS, port}, {SHOWS, ""}});
+        EXPECT_EQ(0u, session.daemon.command_count("BREAK"));
     }
 }
 
 TEST(Escape, CharacterOfThePort)
 {
     const struct {
-        const char *reply;
-        std::string name;
-        std::string typed; // the last command is to quit
-        std::string port;
+        std::string escape, name, typed, port;
+        char character; // as typed
     } rows[] = {
-        {R"({"label":"lab","escape":29})", "Ctrl-]", "\5q\x1d\x1d\x1dq", "\5q\x1d"},
-        {R"({"label":"lab","escape":285})", "Ctrl-]", "\x1dq", ""},
-        {R"({"label":"lab","escape":28})", "Ctrl-\\", "\x1cq", ""},
-        {R"({"label":"lab","escape":32})", "SPACE", "a q", "a"},
-        {R"({"label":"lab","escape":127})", "Ctrl-?", "\x7f\x7f\x7fq", "\x7f"},
-        {R"({"label":"lab","escape":65})", "A", "aAAbAq", "aAb"},
-        {R"({"label":"lab","escape":113})", "q", "xqq", "x"},
-        {R"({"label":"lab","escape":1})", "Ctrl-a", "\x01q", ""},
-        {R"({"label":"lab","escape":226})", "\xc3\xa2", "\xe2\xe2\xe2q", "\xe2"},
-        {R"({"label":"lab"})", "Ctrl-e", "x\5q", "x"},
+        {"29", "Ctrl-]", "\5q\x1d\x1d", "\5q\x1d", '\x1d'},
+        {"285", "Ctrl-]", "", "", '\x1d'},
+        {"28", "Ctrl-\\", "", "", '\x1c'},
+        {"32", "SPACE", "a", "a", ' '},
+        {"127", "Ctrl-?", "\x7f\x7f", "\x7f", '\x7f'},
+        {"64", "@", "", "", '@'},
+        {"65", "A", "aAAb", "aAb", 'A'},
+        {"113", "q", "x", "x", 'q'},
+        {"0", "", "\0\0"s, "\0"s, '\0'},
+        {"1", "Ctrl-a", "", "", '\1'},
+        {"155", "?", "", "", '\x9b'},
+        {"226", "\xc3\xa2", "\xe2\xe2", "\xe2", '\xe2'},
+        {"null", "Ctrl-e", "x", "x", '\5'},
     };
     for (const auto &row : rows) {
-        SCOPED_TRACE(row.reply);
-        Basic session;
-        session.start({}, row.reply,
-                      "Connected to port: lab - Escape key is: " + row.name + "\r\n");
-        session.client->send(row.typed);
-        EXPECT_EQ(0, session.client->wait_for_exit());
-        session.daemon.expect_received(row.port);
+        SCOPED_TRACE(row.escape);
+        Session session(BASIC);
+        session.shown = "Connected to port: lab - Escape key is: " + row.name + "\r\n";
+        session.quit_keys = std::string(1, row.character) + "q";
+        session.start({}, R"({"label":"lab","escape":)" + row.escape + "}");
+        session.play({{TYPE, row.typed + row.character + "?"}, {SHOWS, help_with(row.name)}});
+        session.play({{GETS, row.port}});
+        session.expect_nothing_left();
     }
-}
-
-TEST(Escape, HelpNamesTheCharacter)
-{
-    for (const auto &[escape, name] : std::vector<std::pair<int, std::string>>{
-             {29, "Ctrl-]"}, {64, "@"}, {0, ""}, {0xe9, "\xc3\xa9"}, {0x9b, "?"}}) {
-        Basic session;
-        session.start({}, (R"({"label":"lab","escape":)" + std::to_string(escape) + "}").c_str(),
-                      "Connected to port: lab - Escape key is: " + name + "\r\n");
-        session.client->send(std::string(1, char(escape)) + "?");
-        session.expect_output(help_with(name));
-    }
-}
-
-TEST(Escape, ControlEBeforeTheReply)
-{
-    Basic session;
-    session.launch();
-    session.daemon.expect_command("SET_USER");
-    session.daemon.send("up");
-    session.client->wait_for_output("up");
-    EXPECT_EQ(0, session.quit());
 }

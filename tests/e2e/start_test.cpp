@@ -1,5 +1,5 @@
 // The command line, the connection and who the daemon is told is there.
-#include "e2e/basic.h"
+#include "e2e/fixture.h"
 
 #include <csignal>
 #include <filesystem>
@@ -17,24 +17,6 @@ const std::string USAGE = "Connect to a console port.\n\n"
                           "  --help                    display this help and exit\n"
                           "  --basic-interface         force the basic interface, rather than the "
                           "TUI\n";
-
-struct Refusal {
-    std::string error_output;
-    std::string log;
-};
-
-Refusal run_refused(const std::string &key)
-{
-    Program client({.arguments = {ZORVAD_CLIENT, key}});
-    EXPECT_EQ(255, client.wait_for_exit());
-    EXPECT_EQ("", client.output());
-    return {client.error_output(), client.log()};
-}
-
-std::string error_line(const std::string &text)
-{
-    return "zorvad-client 24.3 " + text + "\n";
-}
 
 } // namespace
 
@@ -76,53 +58,46 @@ TEST(CommandLine, HelpAndErrors)
     }
 }
 
-TEST(Connection, NoDaemon)
+TEST(Connection, WithoutADaemon)
 {
-    const std::string key = "e2e-none-" + std::to_string(getpid());
-    const std::string root = "/var/run/zorvad/" + key;
-    for (const std::string &full : {key, key + "/deep/er", key + "/" + std::string(200, 'k')}) {
-        const std::string path = "/var/run/zorvad/" + full;
-        const Refusal refusal = run_refused(full);
-        EXPECT_EQ("Could not connect to zorvad\n", refusal.error_output);
-        EXPECT_EQ(error_line("Could not create socket connection to " + path + "/cmd.sck") +
-                      error_line("Could not create command connection"),
-                  refusal.log);
+    const FakeDaemon half({.listen_data = false});
+    const std::string key = "e2e-none-" + std::to_string(getpid()), endless(6000, 'k');
+    const std::string wanted = "/var/run/zorvad/";
+    const struct {
+        std::string key, path, channel = "command";
+    } rows[] = {
+        {key, wanted + key + "/cmd.sck"},
+        {key + "/deep/er", wanted + key + "/deep/er/cmd.sck"},
+        {key + "/" + std::string(200, 'k'),
+         wanted + key + "/" + std::string(200, 'k') + "/cmd.sck"},
+        {endless, (wanted + endless).substr(0, 4094)},
+        {half.key(), half.directory() + "/data.sck", "data socket"},
+    };
+    const mode_t mask = umask(0);
+    umask(mask);
+    for (const auto &row : rows) {
+        SCOPED_TRACE(visible(row.key, 40));
+        Program client({.arguments = {ZORVAD_CLIENT, row.key}});
+        EXPECT_EQ(255, client.wait_for_exit());
+        EXPECT_EQ("", client.output());
+        EXPECT_EQ("Could not connect to zorvad\n", client.error_output());
+        EXPECT_EQ(log_line("Could not create socket connection to " + row.path) +
+                      log_line("Could not create " + row.channel + " connection"),
+                  client.log());
         struct stat made {};
-        EXPECT_EQ(0, stat(path.c_str(), &made));
-        const mode_t mask = umask(0);
-        umask(mask);
-        EXPECT_EQ(0777 & ~mask, made.st_mode & 07777);
+        if (row.key.starts_with(key)) {
+            EXPECT_EQ(0, stat((wanted + row.key).c_str(), &made));
+            EXPECT_EQ(0777 & ~mask, made.st_mode & 07777);
+        }
     }
-    std::filesystem::remove_all(root);
-}
-
-TEST(Connection, ImpossibleKeys)
-{
-    const std::string endless(6000, 'k');
-    EXPECT_EQ(error_line("Could not create socket connection to " +
-                         ("/var/run/zorvad/" + endless).substr(0, 4094)) +
-                  error_line("Could not create command connection"),
-              run_refused(endless).log);
-    EXPECT_EQ("Could not connect to zorvad\n", run_refused(endless).error_output);
-}
-
-TEST(Connection, OneSocketOnlyIsNotEnough)
-{
-    FakeDaemon daemon({.listen_data = false});
-    const Refusal refusal = run_refused(daemon.key());
-    EXPECT_EQ("Could not connect to zorvad\n", refusal.error_output);
-    EXPECT_EQ(
-        error_line("Could not create socket connection to " + daemon.directory() + "/data.sck") +
-            error_line("Could not create data socket connection"),
-        refusal.log);
-    EXPECT_EQ(0u, daemon.commands_waiting());
+    EXPECT_EQ(0u, half.commands_waiting());
+    std::filesystem::remove_all(wanted + key);
 }
 
 TEST(Connection, KeyWithDirectories)
 {
-    Basic session({.key = "e2e-" + std::to_string(getpid()) + "-deep/er/port"});
+    Session session(BASIC, {.key = "e2e-" + std::to_string(getpid()) + "-deep/er/port"});
     session.start();
-    EXPECT_EQ(0, session.quit());
 }
 
 TEST(Identity, SetUserForEachWayIn)
@@ -159,61 +134,37 @@ TEST(Identity, SetUserForEachWayIn)
          R"("???","remote_addr":"é???:1","protocol":"SSH"}})"},
     };
     for (const auto &row : rows) {
-        Basic session;
-        session.launch({.arguments = row.arguments, .environment = row.environment});
-        EXPECT_EQ(head + row.rest, session.daemon.next_command());
+        Session session(BASIC);
+        session.start({.arguments = row.arguments, .environment = row.environment});
+        EXPECT_EQ(head + row.rest, session.daemon.last_command("SET_USER"));
     }
 }
 
 TEST(Identity, ConsoleNamesItsTerminal)
 {
-    const std::string head =
-        R"({"cmd":"SET_USER","args":{"username":"tester","right":"access","protocol":"Console")";
-    Basic terminal;
-    terminal.launch();
-    EXPECT_EQ(head + R"(,"remote_addr":")" + terminal.client->terminal_name() + "\"}}",
-              terminal.daemon.next_command());
-    Basic pipe;
-    pipe.launch(PIPES);
-    EXPECT_EQ(head + "}}", pipe.daemon.next_command());
+    for (const Stream::Kind input : {Stream::TERMINAL, Stream::PIPE}) {
+        Session session(BASIC);
+        session.start({.input = {input}, .output = {input}});
+        const std::string address = R"(,"remote_addr":")" + session.client->terminal_name() + "\"";
+        EXPECT_EQ(R"({"cmd":"SET_USER","args":{"username":"tester","right":"access",)"
+                  R"("protocol":"Console")" +
+                      (input == Stream::TERMINAL ? address : "") + "}}",
+                  session.daemon.last_command("SET_USER"));
+    }
 }
 
 TEST(Identity, WithoutAUserNothingIsAnnounced)
 {
-    Basic session;
-    session.launch({.environment = {{"USER", std::nullopt}}});
-    EXPECT_EQ(R"({"cmd":"PORT_INFO"})", session.daemon.next_command());
-    EXPECT_EQ(error_line("No username in environment"), session.client->log());
-    session.daemon.reply(PORT_INFO);
-    session.client->wait_for_output(GREETING);
-    EXPECT_EQ(0, session.quit());
-}
-
-TEST(Identity, PortInfoWaitsForTheReplyToSetUser)
-{
-    Basic session;
-    session.launch();
-    session.daemon.expect_command("SET_USER");
-    session.daemon.send("port");
-    session.client->wait_for_output("port");
-    session.expect_relay(""); // the escape character is not known yet, but bytes pass
-    EXPECT_EQ(0u, session.daemon.command_count("PORT_INFO"));
-    session.daemon.reply("{}");
-    EXPECT_EQ(R"({"cmd":"PORT_INFO"})", session.daemon.next_command());
-    EXPECT_EQ(0, session.quit());
-    EXPECT_EQ("", session.client->log());
+    Session session(BASIC);
+    session.start({.environment = {{"USER", std::nullopt}}});
+    session.play({{LOGS, "No username in environment"}});
+    EXPECT_EQ(0u, session.daemon.command_count("SET_USER"));
 }
 
 TEST(FrontEnd, BasicWithoutATerminalToOpen)
 {
-    FakeDaemon daemon;
-    Program client({.arguments = {ZORVAD_CLIENT, daemon.key()}, .controlling = false});
-    daemon.expect_command("SET_USER");
-    daemon.reply("{}");
-    daemon.expect_command("PORT_INFO");
-    daemon.reply(PORT_INFO);
-    client.wait_for_output(GREETING);
-    client.send(QUIT);
-    EXPECT_EQ(0, client.wait_for_exit());
-    EXPECT_EQ("", client.error_output() + client.log());
+    Session session(TUI);
+    session.daemon.answer("PORT_INFO", PORT_INFO);
+    session.launch({.controlling = false});
+    session.client->wait_for_output(GREETING);
 }

@@ -155,6 +155,7 @@ void FakeDaemon::take_command(const std::string &text)
 {
     const std::string name = command_name(text);
     ++counts[name];
+    texts[name] = text;
     if (auto found = answers.find(name); found != answers.end()) {
         cmd.unsent.add(found->second);
     } else {

@@ -43,8 +43,9 @@ public:
     // From now on every request of that name is answered at once and not handed out; without a
     // reply it is handed out again.
     void answer(const std::string &name, std::optional<std::string> text);
-    // How many requests of that name have come, answered ones included.
+    // How many requests of that name have come, answered ones included, and the last of them.
     size_t command_count(const std::string &name) const;
+    const std::string &last_command(const std::string &name) const { return texts.at(name); }
 
     // Port output: queued, and sent as the client takes it.
     void send(std::string_view bytes);
@@ -83,7 +84,7 @@ private:
     Socket cmd, data;
     std::string command_bytes;
     std::list<std::string> commands;
-    std::map<std::string, std::string> answers;
+    std::map<std::string, std::string> answers, texts;
     std::map<std::string, size_t> counts;
     std::string port_input;
 };

@@ -89,6 +89,7 @@ public:
     int wait_for_exit();
     bool running() const { return !status; }
 
+    bool has_terminal() const { return slave >= 0; } // until it is taken away
     // Terminal settings, and the open flags of a standard stream (0 or 1), now.
     termios settings() const;
     int stream_flags(int stream) const;
