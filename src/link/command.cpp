@@ -170,5 +170,6 @@ void cmd_notify_read(ustream *stream, int)
             parse_replies(*connection, bytes, length);
         }
         ustream_consume(stream, length);
+        read_gate_count(connection->replies, length);
     }
 }

@@ -4,6 +4,7 @@
 #include <libgen.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include "link/command.h"
@@ -16,6 +17,8 @@ namespace {
 
 // Port output handled in one go before the keyboard and the daemon's replies get their turn.
 constexpr int32_t PORT_OUTPUT_TURN = 256 * 1024;
+// The same of replies, which cost more.
+constexpr int32_t REPLIES_TURN = 64 * 1024;
 
 void data_notify_read(ustream *stream, int available)
 {
@@ -74,8 +77,10 @@ int open_daemon_socket(ustream_fd &stream, const char *format, const char *port)
 {
     char path[4096];
     snprintf(path, sizeof path - 1, format, port);
-    (void)mkdir_p(dirname(path));                  // a missing directory shows when connecting
-    snprintf(path, sizeof path - 1, format, port); // dirname has cut it
+    if (strlen(path) < sizeof sockaddr_un::sun_path) {
+        (void)mkdir_p(dirname(path));                  // a missing directory shows when connecting
+        snprintf(path, sizeof path - 1, format, port); // dirname has cut it
+    }
     const int descriptor = usock(USOCK_UNIX, path, nullptr);
     if (descriptor < 0) {
         ulog(LOG_ERR, "Could not create socket connection to %s\n", path);
@@ -101,6 +106,7 @@ int daemon_connect(DaemonConnection &connection, const char *port)
         ulog(LOG_ERR, "Could not create command connection\n");
         return -1;
     }
+    read_gate_init(connection.replies, connection.cmd_stream, REPLIES_TURN);
     ustream &data = connection.data_stream.stream;
     data.notify_read = data_notify_read;
     data.notify_write = data_notify_write;
@@ -118,6 +124,11 @@ int daemon_connect(DaemonConnection &connection, const char *port)
     gettimeofday(&connection.connected_at, nullptr);
     connection.escape_char = DEFAULT_ESCAPE_CHAR;
     return 0;
+}
+
+bool connection_is_ending(const DaemonConnection &connection)
+{
+    return connection.ending || connection.hang_up || uloop_cancelled;
 }
 
 void connection_quit(DaemonConnection &connection)

@@ -2,6 +2,7 @@
 // port.
 #pragma once
 
+#include <signal.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -27,7 +28,10 @@ struct DaemonConnection {
     OutputSink output_sink; // set once, by the front end
 
     uint8_t hung_up;               // the daemon closed one of the sockets
+    volatile sig_atomic_t hang_up; // SIGHUP has come; quit follows when the loop sees it
+    uint8_t ending;                // what is on its way still goes on, nothing new begins
     ReadGate port_output;          // when data_stream may read
+    ReadGate replies;              // when cmd_stream may read
     void (*on_port_drained)(void); // what was typed is on its way to the port; set by the front end
     uloop_fd cmd_hangup;           // watches cmd.sck while cmd_stream's full buffer keeps it blind
     size_t command_count;          // the length of commands
@@ -55,6 +59,10 @@ constexpr int STREAM_BUFFER = 64 * 1024;
 // Connects one socket and hands its descriptor to the stream, whose callbacks are set already.
 // format holds one %s, the port key. Returns 0, or -1 with the reason in the log.
 [[nodiscard]] int open_daemon_socket(ustream_fd &stream, const char *format, const char *port);
+
+// True from the signal or the call on that ends the session: typed bytes still go to the port, but
+// no command is run any more.
+bool connection_is_ending(const DaemonConnection &connection);
 
 // Ends the session: the main loop returns.
 void connection_quit(DaemonConnection &connection);

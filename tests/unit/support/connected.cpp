@@ -103,6 +103,7 @@ Connected::Connected()
 Connected::~Connected()
 {
     uloop_timeout_cancel(&zorvad.port_output.next_turn);
+    uloop_timeout_cancel(&zorvad.replies.next_turn);
     uloop_timeout_cancel(&zorvad.cmd_backlog);
     if (zorvad.cmd_hangup.registered) {
         uloop_fd_delete(&zorvad.cmd_hangup);
