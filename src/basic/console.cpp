@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "basic/escape.h"
+#include "front/terminal.h"
 #include "link/connection.h"
 
 ustream_fd stdout_stream;
@@ -18,26 +19,34 @@ namespace {
 // Typed bytes handled in one go before port output gets its turn.
 constexpr int32_t TYPED_TURN = 256 * 1024;
 
-termios saved_termios;
-bool raw_mode_entered;
-int saved_flags[2]; // of descriptors 0 and 1; -1 for a closed one
-ReadGate *script_output;
-uloop_timeout first_read;
+struct Console {
+    bool is_terminal; // standard input is one
+    volatile bool is_raw;
+    volatile bool has_flags; // the descriptors do not block
+    termios saved_termios;
+    termios raw_termios;
+    int saved_flags[2];       // of descriptors 0 and 1; -1 for a closed one
+    ReadGate *script_output;  // while a power menu is open
+    uloop_timeout first_read; // of an input that the loop cannot watch
+};
+Console console;
 
 void ignore_data(ustream *, int) {}
 
-void set_raw_mode(int when)
+void set_raw_mode(int (*set)(int terminal, const termios &settings))
 {
-    if (!raw_mode_entered) {
+    if (!console.is_terminal) {
         return;
     }
-    termios raw = saved_termios;
+    termios &raw = console.raw_termios;
+    raw = console.saved_termios;
     raw.c_iflag &= ~static_cast<tcflag_t>(ICRNL | IXON);
     raw.c_oflag &= ~static_cast<tcflag_t>(OPOST);
     raw.c_lflag &= ~static_cast<tcflag_t>(ISIG | ICANON | ECHO | IEXTEN);
     raw.c_cc[VMIN] = 0;
     raw.c_cc[VTIME] = 1;
-    tcsetattr(STDIN_FILENO, when, &raw);
+    console.is_raw = true;
+    (void)set(STDIN_FILENO, raw); // cannot be helped
 }
 
 void on_stdout_written(ustream *stream, int)
@@ -47,8 +56,8 @@ void on_stdout_written(ustream *stream, int)
     }
     read_gate_release(zorvad.port_output, HOLD_SINK);
     read_gate_release(typed_input, HOLD_ECHO);
-    if (script_output != nullptr) {
-        read_gate_release(*script_output, HOLD_SINK);
+    if (console.script_output != nullptr) {
+        read_gate_release(*console.script_output, HOLD_SINK);
     }
 }
 
@@ -84,6 +93,17 @@ void read_unwatched_input(uloop_timeout *)
     }
 }
 
+// A terminal gets nothing more: what waits is dropped. A pipe is still the client's.
+void leave_to_other_job()
+{
+    if (isatty(STDOUT_FILENO)) {
+        stdout_stream.stream.write_error = true;
+    } else {
+        fcntl(STDOUT_FILENO, F_SETFL, console.saved_flags[STDOUT_FILENO] | O_NONBLOCK);
+        console.has_flags = true;
+    }
+}
+
 void set_buffers(ustream &stream)
 {
     stream.string_data = true;
@@ -95,8 +115,9 @@ void set_buffers(ustream &stream)
 
 void basic_streams_init()
 {
-    saved_flags[0] = fcntl(STDIN_FILENO, F_GETFL);
-    saved_flags[1] = fcntl(STDOUT_FILENO, F_GETFL);
+    console.saved_flags[0] = fcntl(STDIN_FILENO, F_GETFL);
+    console.saved_flags[1] = fcntl(STDOUT_FILENO, F_GETFL);
+    console.has_flags = true; // the streams set them
 
     ustream &out = stdout_stream.stream;
     out.notify_read = ignore_data;
@@ -115,8 +136,8 @@ void basic_streams_init()
 
     read_gate_init(typed_input, stdin_stream, TYPED_TURN);
     zorvad.on_port_drained = on_port_drained;
-    first_read.cb = read_unwatched_input;
-    uloop_timeout_set(&first_read, 0);
+    console.first_read.cb = read_unwatched_input;
+    uloop_timeout_set(&console.first_read, 0);
 }
 
 void basic_output_sink(const char *bytes, int32_t length)
@@ -137,30 +158,41 @@ bool console_is_stuck()
 
 void basic_raw_mode()
 {
-    raw_mode_entered = tcgetattr(STDIN_FILENO, &saved_termios) == 0;
+    console.is_terminal = tcgetattr(STDIN_FILENO, &console.saved_termios) == 0;
     atexit(basic_restore_terminal);
-    set_raw_mode(TCSAFLUSH);
+    set_raw_mode(set_terminal);
 }
 
 void basic_resume_terminal()
 {
-    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO}) {
-        if (saved_flags[descriptor] >= 0) {
-            fcntl(descriptor, F_SETFL, saved_flags[descriptor] | O_NONBLOCK);
-        }
-    }
-    set_raw_mode(TCSANOW); // keys typed meanwhile are meant for the port
+    console_take_flags();
+    set_raw_mode([](int terminal, const termios &raw) {
+        return tcsetattr(terminal, TCSANOW, &raw); // keys typed meanwhile are meant for the port
+    });
 }
 
 void basic_restore_terminal()
 {
     for (int descriptor : {STDIN_FILENO, STDOUT_FILENO}) {
-        if (saved_flags[descriptor] >= 0) {
-            fcntl(descriptor, F_SETFL, saved_flags[descriptor]);
+        if (console.has_flags && console.saved_flags[descriptor] >= 0) {
+            fcntl(descriptor, F_SETFL, console.saved_flags[descriptor]);
         }
     }
-    if (raw_mode_entered) {
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved_termios);
+    console.has_flags = false;
+    if (console.is_raw) {
+        console.is_raw = false;
+        give_terminal_back(STDIN_FILENO, console.saved_termios, console.raw_termios);
+    }
+}
+
+void console_take_flags()
+{
+    console.has_flags = true;
+    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO}) {
+        const int flags = fcntl(descriptor, F_GETFL);
+        if (flags >= 0 && (flags & O_NONBLOCK) == 0) {
+            fcntl(descriptor, F_SETFL, flags | O_NONBLOCK);
+        }
     }
 }
 
@@ -173,16 +205,18 @@ void console_hold_when_full(ReadGate &gate)
 
 void console_set_script_output(ReadGate *gate)
 {
-    script_output = gate;
+    console.script_output = gate;
 }
 
 void console_stop_sources()
 {
-    if (!zorvad.hung_up) {
+    if (!console.has_flags || is_another_jobs(STDIN_FILENO)) {
+        leave_to_other_job();
+    } else if (!zorvad.hung_up) {
         read_gate_poll(typed_input); // keys typed before a signal may not have been read yet
     }
     read_gate_hold(typed_input, HOLD_END);
-    if (script_output != nullptr) {
-        read_gate_hold(*script_output, HOLD_END);
+    if (console.script_output != nullptr) {
+        read_gate_hold(*console.script_output, HOLD_END);
     }
 }

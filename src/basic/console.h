@@ -38,7 +38,8 @@ bool console_is_stuck();
 // input is no terminal, nothing changes.
 void basic_raw_mode();
 
-// The exit handler: terminal settings and the descriptors' O_NONBLOCK flags as they were found.
+// The exit handler: terminal settings and the descriptors' O_NONBLOCK flags as they were found. May
+// be called in a signal handler, and again.
 void basic_restore_terminal();
 
 // Raw mode again, after somebody else had the terminal.
@@ -49,6 +50,11 @@ void console_hold_when_full(ReadGate &gate);
 
 // The read gate of the power script's output while a power menu is open, else null.
 void console_set_script_output(ReadGate *gate);
+
+// Sets O_NONBLOCK again, which others who have the same terminal may have taken away: a stream that
+// blocks would take the end of what is there for the end of input. Before each reading but the first
+// after an event.
+void console_take_flags();
 
 // The session is over: takes the keys that were typed, then no more keys and no script output.
 void console_stop_sources();

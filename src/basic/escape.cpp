@@ -32,6 +32,8 @@ void quit_session()
     connection_quit(zorvad);
 }
 
+constexpr int NO_COMMAND = -1;
+
 // The commands that print something.
 bool is_answered(char key)
 {
@@ -46,7 +48,7 @@ bool run_command(char key, bool more)
         escape_pending = 0;
         return true;
     }
-    switch (key) {
+    switch (connection_is_ending(zorvad) ? NO_COMMAND : key) {
     case 'q':
         quit_session();
         return false;
@@ -124,7 +126,9 @@ void basic_stdin_read_cb(ustream *stream, int available)
     while (const char *chunk = ustream_get_read_buf(stream, &length)) {
         const std::string_view bytes(chunk, static_cast<size_t>(length));
         if (input_hook != nullptr) {
-            input_hook(chunk, length);
+            if (!connection_is_ending(zorvad)) {
+                input_hook(chunk, length);
+            }
         } else {
             escape_seen |= memchr(chunk, zorvad.escape_char, bytes.size()) != nullptr;
             if (!escape_seen && !escape_pending) {
@@ -136,6 +140,7 @@ void basic_stdin_read_cb(ustream *stream, int available)
         }
         ustream_consume(stream, length);
         read_gate_count(typed_input, length);
+        console_take_flags();
         if (port_is_stuck(zorvad)) {
             read_gate_hold(typed_input, HOLD_SINK);
         }

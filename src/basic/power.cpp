@@ -10,7 +10,7 @@
 #include "dep/trell.h"
 #include "link/connection.h"
 #include "link/owned.h"
-#include "link/wake.h"
+#include "link/signal_pipe.h"
 
 namespace {
 
@@ -24,7 +24,6 @@ pid_t power_pid = -1;
 ustream_fd power_in;
 ustream_fd power_out;
 ReadGate script_output;
-Wake child_ended;
 
 void ignore_data(ustream *, int) {}
 void ignore_state(ustream *) {}
@@ -109,18 +108,8 @@ void close_menu()
     power_pid = -1;
     read_gate_release(typed_input, HOLD_POWER);
     read_gate_release(typed_input, HOLD_ECHO);
+    console_take_flags(); // the script may have changed those of its standard error, the same ones
     console_print("=== Exited Power Menu ===\r\n\r\n");
-}
-
-void reap_children()
-{
-    int status;
-    pid_t pid;
-    while ((pid = waitpid(-1, &status, WNOHANG)) > 0) {
-        if (pid == power_pid) {
-            close_menu();
-        }
-    }
 }
 
 } // namespace
@@ -170,6 +159,7 @@ void power_input_hook(const char *chunk, int32_t)
 void power_output_cb(ustream *stream, int)
 {
     int length = 0;
+    console_take_flags();
     while (const char *chunk = ustream_get_read_buf(stream, &length)) {
         (void)ustream_write(&stdout_stream.stream, chunk, length, false);
         ustream_consume(stream, length);
@@ -178,12 +168,18 @@ void power_output_cb(ustream *stream, int)
     }
 }
 
-void power_sigchld_handler(int)
+void power_sigchld_handler(int signal_number)
 {
-    wake_notify(child_ended);
+    signal_pipe_notify(signal_number);
 }
 
-int power_watch_children()
+void power_reap_children()
 {
-    return wake_open(child_ended, reap_children);
+    int status;
+    pid_t pid;
+    while ((pid = waitpid(-1, &status, WNOHANG)) > 0) {
+        if (pid == power_pid) {
+            close_menu();
+        }
+    }
 }

@@ -15,9 +15,8 @@ void power_input_hook(const char *chunk, int32_t length);
 // Read callback of the script's output.
 void power_output_cb(ustream *stream, int available);
 
-// SIGCHLD action: only notes the signal; the menu is closed from the event loop.
+// SIGCHLD action: only hands the signal to the event loop.
 void power_sigchld_handler(int signal_number);
 
-// Lets the event loop see what the SIGCHLD handler notes; after uloop_init. Returns 0, or -1 with
-// the reason in the log.
-[[nodiscard]] int power_watch_children();
+// What the event loop does then: reaps every child that has ended, and closes the script's menu.
+void power_reap_children();

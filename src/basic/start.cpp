@@ -1,9 +1,12 @@
 #include "basic/start.h"
 
+#include <unistd.h>
+
 #include "basic/console.h"
 #include "basic/escape.h"
 #include "basic/port_info.h"
 #include "front/sessions.h"
+#include "front/terminal.h"
 #include "link/command.h"
 #include "text/printable.h"
 
@@ -48,6 +51,7 @@ const FrontEnd basic_front_end = {
     .stop = nullptr,
     .suspend = basic_restore_terminal,
     .resume = basic_resume_terminal,
+    .rescue = basic_restore_terminal,
     .in_background = in_background,
     .stop_sources = console_stop_sources,
     .printed = &stdout_stream,

@@ -2,8 +2,6 @@
 // basic interface and by the terminal UI. main picks one for the whole run.
 #pragma once
 
-#include <unistd.h>
-
 #include "dep/ubox.h"
 #include "link/connection.h"
 
@@ -17,11 +15,14 @@ struct FrontEnd {
     // Give the terminal to somebody else for a while, and take it back.
     void (*suspend)(void);
     void (*resume)(void);
+    // In a signal handler, when the program crashes: gives the terminal back.
+    void (*rescue)(void);
     // Whether the shell or another job has the terminal. False as well where none is used that
     // could be taken away.
     bool (*in_background)(void);
 
-    // The session is over: hands on what was typed and not read yet, and reads no more.
+    // The session is over: hands on what was typed and not read yet, unless another job has the
+    // terminal, and reads no more. That job is shown nothing more, either.
     void (*stop_sources)(void);
     // What must have been written before the client ends, port output that has come included. Null
     // where a part of the output may be missing.
@@ -38,10 +39,3 @@ struct FrontEnd {
 
 // The one that runs; set by main before its start.
 inline const FrontEnd *front_end;
-
-// Whether another process group has the terminal; false for what is no terminal of this session.
-inline bool is_another_jobs(int terminal)
-{
-    const pid_t foreground = tcgetpgrp(terminal);
-    return foreground > 0 && foreground != getpgrp();
-}

@@ -1,5 +1,7 @@
 #include "link/read_gate.h"
 
+#include <fcntl.h>
+
 namespace {
 
 void begin_turn(uloop_timeout *timer)
@@ -59,7 +61,9 @@ void read_gate_count(ReadGate &gate, int32_t bytes)
 
 void read_gate_poll(ReadGate &gate)
 {
-    if (gate.holds == 0 && !gate.source->stream.eof) {
+    // The stream reads until it would block, and nothing else ever tells it that it would.
+    const int flags = fcntl(gate.source->fd.fd, F_GETFL);
+    if (gate.holds == 0 && !gate.source->stream.eof && (flags & O_NONBLOCK) != 0) {
         (void)ustream_poll(&gate.source->stream); // what it read went to the read callback
     }
 }

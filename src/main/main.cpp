@@ -5,6 +5,7 @@
 #include "basic/start.h"
 #include "dep/ubox.h"
 #include "link/connection.h"
+#include "main/crash.h"
 #include "main/identity.h"
 #include "main/options.h"
 #include "main/session.h"
@@ -13,24 +14,27 @@
 
 namespace {
 
-void start_front_end()
+// False for a client that was told to end while it waited in the background for its terminal.
+bool start_front_end()
 {
     front_end = use_basic_interface ? &basic_front_end : &tui_front_end;
     const bool started = front_end->start(zorvad) == 0;
+    if (started) {
+        return true;
+    }
     if (uloop_cancelled) {
-        signals_let_end(); // it was ended while it waited in the background for its terminal
+        return false;
     }
-    if (!started) {
-        use_basic_interface = 1;
-        front_end = &basic_front_end;
-        (void)front_end->start(zorvad); // needs nothing
-    }
+    use_basic_interface = 1;
+    front_end = &basic_front_end;
+    (void)front_end->start(zorvad); // needs nothing
+    return true;
 }
 
 int start_event_loop()
 {
     signals_prepare();
-    return uloop_init() == 0 && signals_watch() == 0 ? 0 : -1;
+    return uloop_init();
 }
 
 int run()
@@ -40,11 +44,21 @@ int run()
         return -1;
     }
     if (daemon_connect(zorvad, options_port()) != 0) {
+        if (uloop_cancelled) {
+            return 0; // it was told to end
+        }
         fprintf(stderr, "Could not connect to zorvad\n");
         return -1;
     }
+    if (signals_watch() != 0) {
+        fprintf(stderr, "Could not start the event loop\n");
+        return -1;
+    }
     announce_user();
-    start_front_end();
+    crash_prepare();
+    if (!start_front_end()) {
+        return 0;
+    }
     session_run();
     signals_let_end();
     session_flush();

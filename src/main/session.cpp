@@ -134,8 +134,10 @@ void session_run()
 
 void session_flush()
 {
+    zorvad.ending = 1;
     const int64_t output_end = stop_sources();
-    if (!flush_with_patience(output_end) && front_end->printed != nullptr) {
+    if (!flush_with_patience(output_end) && front_end->printed != nullptr &&
+        !front_end->in_background()) {
         // What the terminal does not take must not keep its settings from being restored.
         tcflush(front_end->printed->fd.fd, TCOFLUSH);
     }

@@ -2,11 +2,13 @@
 // end of a child.
 #pragma once
 
-// Installs the SIGCHLD action and leaves that signal to it; before uloop_init.
+// Before uloop_init: installs the SIGCHLD action and leaves that signal to it, but has it wait, so
+// that it does not interrupt the connecting.
 void signals_prepare();
 
-// Installs the others and lets the loop see them all; after uloop_init. A signal that was ignored
-// when the program started stays ignored. Returns 0, or -1 with the reason in the log.
+// Once connected: installs the others and lets the loop see them all. (Until then a stop stops the
+// client by itself, and a hang-up ends it.) A signal that was ignored when the program started
+// stays ignored. Returns 0, or -1 with the reason in the log.
 [[nodiscard]] int signals_watch();
 
 // From now on using the terminal does not stop a client in the background: it would never end.

@@ -82,9 +82,18 @@ bool terminal_widget_is_top()
            list_first_entry(&widget_list->widgets, Widget, list)->kind == LAYOUT_TERMINAL;
 }
 
+// While the session ends the port gets what was typed, and nobody else.
+bool may_forward()
+{
+    return !connection_is_ending(zorvad) || terminal_widget_is_top();
+}
+
 // Forwards one key; anything but the terminal widget gets its keys one by one.
 void forward(const char *bytes, size_t length)
 {
+    if (!may_forward()) {
+        return;
+    }
     if (gathered.length + length >= sizeof gathered.bytes) {
         deliver_gathered();
     }
@@ -158,9 +167,12 @@ void open_help()
     }
 }
 
-// Returns false for a key that is no command.
+// Returns false for a key that is no command. While the session ends, commands come to nothing.
 bool run_command(uint32_t key)
 {
+    if (connection_is_ending(zorvad)) {
+        return key != 0 && key < 0x80 && strchr("qbds?", static_cast<int>(key)) != nullptr;
+    }
     switch (key) {
     case 'q':
         connection_quit(zorvad);
@@ -336,7 +348,7 @@ void tui_raw_input(const char *bytes, int length)
 {
     deliver_gathered();
     const std::string_view rest = without_discarded({bytes, static_cast<size_t>(length)});
-    if (!rest.empty()) {
+    if (!rest.empty() && may_forward()) {
         widget_list_input(rest.data(), static_cast<int>(rest.size()), widget_list);
     }
 }

@@ -13,6 +13,7 @@
 #include "dep/ubox.h"
 #include "link/clock.h"
 #include "link/connection.h"
+#include "tui/settings.h"
 #include "tui/termbox.h"
 
 namespace {
@@ -215,6 +216,14 @@ void screen_stop()
     send_modes({});
     tb_shutdown();
     close_output();
+}
+
+void screen_rescue()
+{
+    if (output_open) {
+        write_last_words(SCREEN_UNDO, sizeof SCREEN_UNDO - 1);
+    }
+    settings_rescue();
 }
 
 void screen_present()

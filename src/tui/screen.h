@@ -18,6 +18,14 @@
 // it has not taken. Does nothing when the screen is not started.
 void screen_stop();
 
+// The same in a signal handler, when the program crashes.
+void screen_rescue();
+
+// Undoes every mode that the client ever sets on the terminal, whatever was being sent: whoever
+// sets another one adds it here. (In the ordinary end termbox2 undoes its own modes by itself.)
+constexpr char SCREEN_UNDO[] =
+    "\x18\033[r\033[?2004l\033[?25h\033[m\033[H\033[2J\033[?1049l\033[?1l\033>";
+
 // Has the back buffer shown before the loop waits again, once however often it is asked for.
 void screen_present();
 

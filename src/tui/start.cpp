@@ -6,6 +6,7 @@
 
 #include "dep/termbox.h"
 #include "front/sessions.h"
+#include "front/terminal.h"
 #include "tui/input.h"
 #include "tui/popup.h"
 #include "tui/screen.h"
@@ -74,10 +75,20 @@ void resume()
 
 bool in_background()
 {
-    const int terminal = open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC);
+    const int terminal = open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
     const bool another_has_it = is_another_jobs(terminal);
     close(terminal);
     return another_has_it;
+}
+
+void stop_sources()
+{
+    if (in_background()) {
+        tui_input_stop();
+        uloop_timeout_cancel(&widget_list->refresh);
+    } else {
+        tui_input_finish();
+    }
 }
 
 // A popup looks after its bytes itself.
@@ -103,8 +114,9 @@ const FrontEnd tui_front_end = {
     .stop = tui_stop,
     .suspend = suspend,
     .resume = resume,
+    .rescue = screen_rescue,
     .in_background = in_background,
-    .stop_sources = tui_input_finish,
+    .stop_sources = stop_sources,
     .printed = nullptr, // the screen goes on changing
     .field_copy = field_copy,
     .show_notice = show_notice,

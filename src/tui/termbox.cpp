@@ -6,11 +6,13 @@
 #include <string.h>
 #include <string_view>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "text/printable.h"
 #include "tui/input.h"
 #include "tui/screen.h"
+#include "tui/settings.h"
 #include "tui/widget/layout.h"
 
 namespace {
@@ -55,10 +57,12 @@ int bounded_window_size(int descriptor, unsigned long, winsize *size)
 #define ioctl bounded_window_size
 #define read observed_read
 #define write screen_write
+#define tcsetattr settings_set
 #include "dep/termbox.h"
 #undef ioctl
 #undef read
 #undef write
+#undef tcsetattr
 
 namespace {
 

@@ -1,14 +1,10 @@
-// What goes wrong around the client: a daemon that stops or hangs up, job control,
-// no descriptors left, a full disk, a terminal that takes nothing. Both front ends.
-#include "e2e/basic.h"
-#include "e2e/tui.h"
+// What goes wrong around the client: a daemon that stops or hangs up, no descriptors left, a full
+// disk, a terminal that takes nothing. Both front ends.
+#include "e2e/session.h"
 
-#include <atomic>
 #include <csignal>
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace support;
@@ -20,102 +16,6 @@ constexpr long MEMORY_LIMIT = 150'000; // resident, in kB
 #else
 constexpr long MEMORY_LIMIT = 16'000;
 #endif
-
-// Whether the terminal is as it is before a client runs on it.
-bool as_found(Program &client)
-{
-    static const std::string found = describe(Program({.arguments = {"/bin/true"}}).settings());
-    return describe(client.settings()) == found && !client.screen().alternate &&
-           (client.stream_flags(0) & O_NONBLOCK) == 0;
-}
-
-struct Session : Tui {
-    const bool basic;
-
-    explicit Session(bool basic_interface) : basic(basic_interface)
-    {
-        daemon.answer("PORT_INFO", TUI_PORT_INFO);
-    }
-
-    void begin(Launch setup = {})
-    {
-        start_only(std::move(setup));
-        daemon.expect_connected();
-        wait_until_up();
-    }
-    void start_only(Launch setup)
-    {
-        const std::string first[] = {ZORVAD_CLIENT, daemon.key(), "admin"};
-        setup.arguments.insert(setup.arguments.begin(), std::begin(first), std::end(first));
-        if (basic) {
-            setup.arguments.push_back("--basic-interface");
-        }
-        client.emplace(std::move(setup));
-    }
-    void wait_until_up()
-    {
-        if (basic) {
-            client->wait_for("Escape key is: Ctrl-e\r\n");
-        } else {
-            client->wait_until([this] { return bar_is_drawn(); }, "the status bar");
-        }
-    }
-};
-
-// Stands for a shell with job control, the client being its only job: it takes the terminal when
-// the client stops. SIGUSR1 is its fg, SIGUSR2 its bg.
-struct Shell {
-    struct Shared {
-        std::atomic<pid_t> job;
-        std::atomic<int> stops;
-    };
-    bool foreground = true; // what the job starts in
-    Shared *shared = static_cast<Shared *>(
-        mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    ~Shell() { munmap(shared, sizeof(Shared)); }
-
-    // For Launch::before_exec: returns in the job alone.
-    void run() const
-    {
-        sigset_t signals, before;
-        sigemptyset(&signals);
-        for (const int number : {SIGCHLD, SIGUSR1, SIGUSR2}) {
-            sigaddset(&signals, number);
-        }
-        sigprocmask(SIG_BLOCK, &signals, &before);
-        const pid_t job = fork();
-        setpgid(job, job);
-        if (job == 0) {
-            while (foreground && tcgetpgrp(0) != getpgrp()) {
-                usleep(1000);
-            }
-            sigprocmask(SIG_SETMASK, &before, nullptr);
-            return;
-        }
-        ::signal(SIGTTOU, SIG_IGN);
-        if (foreground) {
-            tcsetpgrp(0, job);
-        }
-        shared->job = job;
-        for (int number = 0, status = 0; sigwait(&signals, &number) == 0;) {
-            if (number != SIGCHLD) {
-                tcsetpgrp(0, number == SIGUSR1 ? job : getpgrp());
-                kill(-job, SIGCONT);
-            } else if (waitpid(job, &status, WNOHANG | WUNTRACED) == job) {
-                if (!WIFSTOPPED(status)) {
-                    _exit(WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status));
-                }
-                tcsetpgrp(0, getpgrp());
-                ++shared->stops;
-            }
-        }
-    }
-    void signal_job(int number) const { kill(shared->job, number); }
-    void wait_for_stops(Program &client, int count) const
-    {
-        client.wait_until([&] { return shared->stops == count; }, "the client to stop");
-    }
-};
 
 } // namespace
 
@@ -155,69 +55,6 @@ TEST(Fault, AStoppedDaemonLosesNothingAndKeepsNobodyBusy)
         daemon.signal(SIGCONT);
         daemon.signal(SIGTERM);
         EXPECT_EQ(0, daemon.wait_for_exit());
-    }
-}
-
-TEST(Fault, StoppedAndContinued)
-{
-    for (const bool basic : {true, false}) {
-        SCOPED_TRACE(basic);
-        const Shell shell;
-        Session session(basic);
-        session.begin({.before_exec = [&] { shell.run(); }});
-        Program &client = *session.client;
-        const std::string raw = describe(client.settings());
-        session.daemon.send("\x1b[2J\x1b[Hbefore\r\n");
-        client.wait_for_screen("before");
-        EXPECT_FALSE(as_found(client));
-        shell.signal_job(SIGTSTP);
-        shell.wait_for_stops(client, 1);
-        client.wait_until([&] { return as_found(client); }, "the terminal as found");
-        client.screen().feed("\x1b[2J\x1b[Hthe shell's rubbish\r\n");
-        session.daemon.send("meanwhile");
-        client.signal(SIGUSR2); // in the background it has to stop again, and touch nothing
-        shell.wait_for_stops(client, 2);
-        client.wait_until([&] { return as_found(client); }, "the terminal as found");
-        client.signal(SIGUSR1);
-        client.wait_for_screen("meanwhile");
-        session.expect_relay("");
-        EXPECT_EQ(raw, describe(client.settings()));
-        if (!basic) {
-            Screen direct(23, 80);
-            direct.feed("before\r\nmeanwhile");
-            session.expect_port_screen(direct);
-            session.wait_until_up();
-        }
-        EXPECT_EQ(0, session.quit());
-        client.wait_until([&] { return as_found(client); }, "the terminal as found");
-    }
-}
-
-// As the shell's kill does it: the client may not stop once more on its way out.
-TEST(Fault, EndsInTheBackground)
-{
-    for (const bool basic : {true, false}) {
-        for (const int stop : {0, SIGTSTP, SIGSTOP}) { // 0: started there
-            for (const bool twice : {false, true}) {
-                SCOPED_TRACE(std::to_string(basic) + " " + std::to_string(stop));
-                const Shell shell{.foreground = stop != 0};
-                Session session(basic);
-                session.start_only({.before_exec = [&] { shell.run(); }});
-                if (stop != 0) {
-                    session.wait_until_up();
-                    shell.signal_job(stop);
-                }
-                shell.wait_for_stops(*session.client, 1);
-                if (twice) {
-                    session.client->signal(SIGUSR2);
-                    shell.wait_for_stops(*session.client, 2);
-                }
-                shell.signal_job(SIGTERM);
-                session.client->signal(SIGUSR2);
-                EXPECT_EQ(0, session.client->wait_for_exit());
-                EXPECT_TRUE(as_found(*session.client));
-            }
-        }
     }
 }
 
@@ -300,6 +137,17 @@ TEST(Fault, AFullDisk)
     session.start_only({.output = {Stream::FILE, "/dev/full"}});
     EXPECT_EQ(0, session.client->wait_for_exit());
     EXPECT_TRUE(as_found(*session.client));
+
+    // A file that may not grow: SIGXFSZ is an error of the write as well.
+    const std::string path = testing::TempDir() + "small-" + std::to_string(getpid());
+    Session limited(true);
+    limited.start_only({.output = {Stream::FILE, path}, .before_exec = [] {
+                            const rlimit size{10, 10};
+                            setrlimit(RLIMIT_FSIZE, &size);
+                        }});
+    EXPECT_EQ(0, limited.client->wait_for_exit());
+    EXPECT_TRUE(as_found(*limited.client));
+    unlink(path.c_str());
 }
 
 TEST(Fault, AnswersThatNobodyReads)

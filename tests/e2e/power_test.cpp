@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <unistd.h>
 
 using namespace support;
 using namespace std::string_literals;
@@ -36,12 +37,14 @@ struct PowerMenu : testing::Test {
 struct Power : Session {
     PowerScript script;
 
-    explicit Power(const std::string &text) : Session(BASIC), script(text)
+    explicit Power(const std::string &text, Launch setup = ADMIN) : Session(BASIC), script(text)
     {
         shown += "2 Outlet(s) available for control\n";
-        Launch setup = ADMIN;
         setup.environment = {{"HOME", script.directory()}};
-        setup.before_exec = script.enter();
+        setup.before_exec = [enter = script.enter(), also = setup.before_exec] {
+            enter();
+            also ? also() : void();
+        };
         start(setup, R"({"label":"lab","escape":5,"outlets":["A","B 2"]})");
     }
     // The number that the script has written to the file "id" in its home.
@@ -132,6 +135,21 @@ TEST_F(PowerMenu, AClosedPipeDoesNotEndItButTheScriptsDeathDoes)
         session.play({{SHOWS, EXITED}});
         session.expect_relay();
     }
+}
+
+// Its standard error is the client's, and so is what it does to it: the terminal blocks.
+TEST_F(PowerMenu, AScriptThatMakesTheTerminalBlock)
+{
+    Power session("#!/usr/bin/perl\nuse Fcntl; $| = 1; fcntl(STDERR, F_SETFL, O_RDWR);\n"
+                  "print 'blocks'; <STDIN>; <STDIN>; fcntl(STDERR, F_SETFL, O_RDWR);\n",
+                  {.columns = 120, .before_exec = [] { dup2(0, 2); }});
+    session.play({{TYPE, "\5p"},
+                  {SHOWS, ENTERING + "blocks"},
+                  {TYPE, "a\r"},
+                  {SHOWS, "a\r\n"},
+                  {TYPE, "b\r"},
+                  {SHOWS, "b\r\n" + EXITED}});
+    session.expect_relay();
 }
 
 TEST_F(PowerMenu, AScriptThatCannotBeStarted)

@@ -419,6 +419,13 @@ long Program::status_value(std::string_view name) const
     return -1;
 }
 
+int Program::waiting_input() const
+{
+    int count = 0;
+    ioctl(slave, FIONREAD, &count);
+    return count;
+}
+
 long Program::cpu_ticks() const
 {
     std::string line = read_file("/proc/" + std::to_string(child) + "/stat");

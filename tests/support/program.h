@@ -95,6 +95,8 @@ public:
     int stream_flags(int stream) const;
     // A line of /proc/PID/status in its unit ("VmRSS", "voluntary_ctxt_switches").
     long status_value(std::string_view name) const;
+    // Bytes that the terminal holds for whoever reads it next.
+    int waiting_input() const;
     // User and system time used so far, in clock ticks.
     long cpu_ticks() const;
     // What it has logged, one message a line: "zorvad-client 24.3 text".

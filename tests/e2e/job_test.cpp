@@ -1,0 +1,353 @@
+// Stops, ends and crashes: whose the terminal is, and how it is left. Both front ends.
+#include "e2e/session.h"
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace support;
+
+namespace {
+
+// Stands for a shell with job control, the client being its only job: it takes the terminal when
+// the client stops. SIGUSR1 is its fg, SIGUSR2 its bg.
+struct Shell {
+    struct Shared {
+        std::atomic<pid_t> job;
+        std::atomic<int> stops;
+    };
+    bool foreground = true; // what the job starts in
+    bool takes_terminal = true;
+    // Whether it reads its command lines as readline does, with settings of its own.
+    bool reads_lines = false;
+    Shared *shared = static_cast<Shared *>(
+        mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    ~Shell() { munmap(shared, sizeof(Shared)); }
+
+    // For Launch::before_exec: returns in the job alone.
+    void run() const
+    {
+        sigset_t signals, before;
+        sigemptyset(&signals);
+        for (const int number : {SIGCHLD, SIGUSR1, SIGUSR2}) {
+            sigaddset(&signals, number);
+        }
+        sigprocmask(SIG_BLOCK, &signals, &before);
+        const pid_t job = fork();
+        setpgid(job, job);
+        if (job == 0) {
+            while (foreground && tcgetpgrp(0) != getpgrp()) {
+                usleep(1000);
+            }
+            sigprocmask(SIG_SETMASK, &before, nullptr);
+            return;
+        }
+        ::signal(SIGTTOU, SIG_IGN);
+        if (foreground) {
+            tcsetpgrp(0, job);
+        }
+        shared->job = job;
+        for (int number = 0, status = 0; sigwait(&signals, &number) == 0;) {
+            if (number != SIGCHLD) {
+                tcsetpgrp(0, number == SIGUSR1 ? job : getpgrp());
+                kill(-job, SIGCONT);
+            } else if (waitpid(job, &status, WNOHANG | WUNTRACED) == job) {
+                if (!WIFSTOPPED(status)) {
+                    _exit(WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status));
+                }
+                if (takes_terminal) {
+                    tcsetpgrp(0, getpgrp());
+                    read_lines();
+                }
+                ++shared->stops;
+            }
+        }
+    }
+    void read_lines() const
+    {
+        termios settings{};
+        if (reads_lines && tcgetattr(0, &settings) == 0) {
+            settings.c_lflag = (settings.c_lflag & ~tcflag_t(ICANON | ECHO)) | ISIG;
+            settings.c_oflag |= OPOST | ONLCR;
+            tcsetattr(0, TCSADRAIN, &settings);
+        }
+    }
+    void signal_job(int number) const { kill(shared->job, number); }
+    void wait_for_stops(Program &client, int count) const
+    {
+        client.wait_until([&] { return shared->stops == count; }, "the client to stop");
+    }
+};
+
+} // namespace
+
+TEST(Job, StoppedAndContinued)
+{
+    for (const bool basic : {true, false}) {
+        SCOPED_TRACE(basic);
+        const Shell shell;
+        Session session(basic);
+        session.begin({.before_exec = [&] { shell.run(); }});
+        Program &client = *session.client;
+        const std::string raw = describe(client.settings());
+        session.daemon.send("\x1b[2J\x1b[Hbefore\r\n");
+        client.wait_for_screen("before");
+        EXPECT_FALSE(as_found(client));
+        shell.signal_job(SIGTSTP);
+        shell.wait_for_stops(client, 1);
+        client.wait_until([&] { return as_found(client); }, "the terminal as found");
+        client.screen().feed("\x1b[2J\x1b[Hthe shell's rubbish\r\n");
+        session.daemon.send("meanwhile");
+        client.signal(SIGUSR2); // in the background it has to stop again, and touch nothing
+        shell.wait_for_stops(client, 2);
+        client.wait_until([&] { return as_found(client); }, "the terminal as found");
+        client.signal(SIGUSR1);
+        client.wait_for_screen("meanwhile");
+        session.expect_relay("");
+        EXPECT_EQ(raw, describe(client.settings()));
+        if (!basic) {
+            Screen direct(23, 80);
+            direct.feed("before\r\nmeanwhile");
+            session.expect_port_screen(direct);
+            session.wait_until_up();
+        }
+        EXPECT_EQ(0, session.quit());
+        client.wait_until([&] { return as_found(client); }, "the terminal as found");
+    }
+}
+
+// As the shell's kill does it: the client may not stop once more on its way out.
+TEST(Job, EndsInTheBackground)
+{
+    for (const bool basic : {true, false}) {
+        for (const int stop : {0, SIGTSTP, SIGSTOP}) { // 0: started there
+            for (const bool twice : {false, true}) {
+                SCOPED_TRACE(std::to_string(basic) + " " + std::to_string(stop));
+                const Shell shell{.foreground = stop != 0};
+                Session session(basic);
+                session.start_only({.before_exec = [&] { shell.run(); }});
+                if (stop != 0) {
+                    session.wait_until_up();
+                    shell.signal_job(stop);
+                }
+                shell.wait_for_stops(*session.client, 1);
+                if (twice) {
+                    session.client->signal(SIGUSR2);
+                    shell.wait_for_stops(*session.client, 2);
+                }
+                shell.signal_job(SIGTERM);
+                session.client->signal(SIGUSR2);
+                EXPECT_EQ(0, session.client->wait_for_exit());
+                EXPECT_TRUE(as_found(*session.client));
+            }
+        }
+    }
+}
+
+// Everything typed after the stop is the shell's, and so are the settings and the screen: those who
+// end a stopped client have its port, stuck as it may be, to themselves.
+TEST(Job, EndsWithoutTheShellsTerminal)
+{
+    for (const bool basic : {true, false}) {
+        for (const int stop : {SIGTSTP, SIGSTOP}) {
+            for (const int end : {SIGTERM, SIGINT, SIGHUP}) {
+                SCOPED_TRACE(std::to_string(basic) + " " + std::to_string(stop) + " " +
+                             std::to_string(end));
+                const Shell shell{.reads_lines = true};
+                Session session(basic);
+                session.begin({.before_exec = [&] { shell.run(); }});
+                Program &client = *session.client;
+                const bool stuck = end == SIGTERM;
+                session.daemon.reading = !stuck;
+                if (stuck) {
+                    client.send(std::string(600'000, 'x'));
+                    client.wait_until_taken();
+                } else {
+                    session.expect_relay("", "x");
+                }
+                shell.signal_job(stop);
+                shell.wait_for_stops(client, 1);
+                const std::string shells = describe(client.settings());
+                client.send("for the shell\r");
+                client.wait_until([&] { return client.waiting_input() >= 14; }, "the line");
+                const int waiting = client.waiting_input();
+                const size_t shown = client.output().size();
+                session.daemon.send("for nobody");
+                shell.signal_job(end);
+                client.signal(SIGUSR2);
+                std::string seen = shells;
+                client.wait_until(
+                    [&] {
+                        seen = seen == shells ? describe(client.settings()) : seen;
+                        return !client.running();
+                    },
+                    "its end");
+                EXPECT_EQ(shells, seen);
+                EXPECT_EQ(0, client.wait_for_exit());
+                EXPECT_EQ(shells, describe(client.settings()));
+                EXPECT_EQ(waiting, client.waiting_input());
+                EXPECT_TRUE(stuck || session.daemon.received() == "x");
+                if (stop == SIGTSTP) { // without a warning it may show something first
+                    EXPECT_EQ(std::string::npos, client.output().find("for nobody", shown));
+                }
+                EXPECT_FALSE(client.screen().alternate);
+            }
+        }
+    }
+}
+
+// Keys typed meanwhile may be dropped, as with every change of the terminal's settings.
+TEST(Job, ContinuedBeforeItHasStopped)
+{
+    for (const bool basic : {true, false}) {
+        const Shell shell{.takes_terminal = false};
+        Session session(basic);
+        session.begin({.before_exec = [&] { shell.run(); }});
+        Program &client = *session.client;
+        const auto runs = [&] {
+            const size_t before = session.daemon.received().size();
+            return loop().run_until([&] {
+                client.send("~");
+                return session.daemon.received().size() > before;
+            });
+        };
+        for (int round = 0; round < 60; ++round) {
+            shell.signal_job(SIGTSTP);
+            usleep(useconds_t(50 * (round % 12)));
+            shell.signal_job(SIGCONT);
+            ASSERT_TRUE(runs()) << basic << " in round " << round;
+        }
+        // A terminal that takes nothing keeps it from stopping for a while.
+        client.reading = false;
+        session.daemon.send(std::string(400'000, 'x'));
+        ASSERT_TRUE(runs());
+        shell.signal_job(SIGTSTP);
+        EXPECT_FALSE(loop().run_until([] { return false; }, std::chrono::milliseconds(100)));
+        shell.signal_job(SIGCONT);
+        client.reading = true;
+        EXPECT_TRUE(runs());
+        EXPECT_EQ(0, session.quit());
+    }
+}
+
+// A stopped job whose shell goes away is continued with a SIGHUP.
+TEST(Job, EndsAsAnOrphan)
+{
+    for (const bool basic : {true, false}) {
+        for (const int stop : {0, SIGTSTP, SIGSTOP}) {
+            const Shell shell;
+            Session session(basic);
+            session.begin({.before_exec = [&] { shell.run(); }});
+            if (stop != 0) {
+                shell.signal_job(stop);
+                shell.wait_for_stops(*session.client, 1);
+            }
+            session.client->signal(SIGKILL);
+            session.client->wait_for_exit();
+            const std::string stat = "/proc/" + std::to_string(shell.shared->job) + "/stat";
+            EXPECT_TRUE(loop().run_until([&] {
+                const std::string line = read_file(stat);
+                return line == "" || line.find(") Z ") != std::string::npos;
+            })) << basic
+                << stop;
+        }
+    }
+}
+
+// What is typed goes to the port, also when a signal has ended the session before it was read; what
+// the keys would have done is not done any more.
+TEST(Job, CommandsBehindASignalAreNotRun)
+{
+    for (const bool basic : {true, false}) {
+        Session session(basic);
+        session.daemon.answer("BREAK", "{}");
+        session.begin();
+        Program &client = *session.client;
+        client.signal(SIGSTOP);
+        client.send("ab\5bcd\5\5\5?e\5d");
+        client.wait_until([&] { return client.waiting_input() == 13; }, "the keys");
+        client.signal(SIGTERM);
+        client.signal(SIGCONT);
+        EXPECT_EQ(0, client.wait_for_exit());
+        session.daemon.expect_received("abcd\5e");
+        EXPECT_EQ(0u, session.daemon.command_count("BREAK"));
+        EXPECT_EQ(0u, session.daemon.command_count("LIST_SESSIONS"));
+    }
+}
+
+TEST(Job, ACrashGivesTheTerminalBack)
+{
+    for (const bool basic : {true, false}) {
+        for (const int number : {SIGSEGV, SIGBUS, SIGABRT, SIGILL, SIGFPE}) {
+            SCOPED_TRACE(std::to_string(basic) + " " + std::to_string(number));
+            Session session(basic);
+            session.begin({.environment = {{"ASAN_OPTIONS", "handle_segv=0:handle_sigbus=0:"
+                                                            "handle_sigill=0:handle_sigfpe=0:"
+                                                            "verify_asan_link_order=0"}}});
+            Program &client = *session.client;
+            EXPECT_FALSE(as_found(client));
+            client.signal(number);
+            EXPECT_EQ(128 + number, client.wait_for_exit());
+            EXPECT_TRUE(as_found(client));
+            EXPECT_TRUE(client.screen().cursor_visible);
+        }
+    }
+}
+
+// The line cannot send what it holds, and would keep those waiting who set it only then.
+TEST(Job, AStoppedSerialLineDoesNotKeepItFromEnding)
+{
+    for (const bool basic : {true, false}) {
+        Session session(basic);
+        session.begin({.environment = {{"ZORVAD_STOPPED_LINE", "1"}}});
+        EXPECT_EQ(0, session.quit());
+        EXPECT_TRUE(as_found(*session.client));
+    }
+}
+
+// A daemon whose queue of connections is full keeps the client waiting.
+TEST(Job, ConnectingWaitsThroughSignals)
+{
+    const std::string key = "queue-" + std::to_string(getpid());
+    const std::string directory = "/var/run/zorvad/" + key;
+    std::filesystem::create_directories(directory);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    (directory + "/cmd.sck").copy(address.sun_path, sizeof address.sun_path - 1);
+    const auto *name = reinterpret_cast<const sockaddr *>(&address);
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int first = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(0, bind(listener, name, sizeof address));
+    ASSERT_EQ(0, listen(listener, 0));
+    ASSERT_EQ(0, connect(first, name, sizeof address));
+    for (const auto &[end, status] : {std::pair{SIGTERM, 0}, {SIGINT, 0}, {SIGHUP, 128 + SIGHUP}}) {
+        const Shell shell;
+        Program client({.arguments = {ZORVAD_CLIENT, key}, .before_exec = [&] { shell.run(); }});
+        const auto waits = [&] {
+            const std::string job = std::to_string(shell.shared->job);
+            return read_file("/proc/" + job + "/wchan").starts_with("unix_");
+        };
+        client.wait_until(waits, "its connecting");
+        for (const int number : {SIGCHLD, SIGWINCH, SIGURG, SIGCONT}) {
+            shell.signal_job(number);
+        }
+        shell.signal_job(SIGTSTP);
+        shell.wait_for_stops(client, 1);
+        client.signal(SIGUSR1);
+        client.wait_until(waits, "its connecting again");
+        EXPECT_FALSE(
+            loop().run_until([&] { return !client.running(); }, std::chrono::milliseconds(100)));
+        shell.signal_job(end);
+        EXPECT_EQ(status, client.wait_for_exit());
+        EXPECT_EQ("", client.error_output());
+    }
+    close(first);
+    close(listener);
+    std::filesystem::remove_all(directory);
+}
