@@ -271,6 +271,8 @@ private:
         EXPECT_EQ(found, describe(client->settings()));
         if (client->reading && front_end == TUI) {
             EXPECT_FALSE(screen().alternate);
+        }
+        if (client->reading && front_end == TUI && !screen().resized) {
             EXPECT_TRUE(screen().cursor_visible);
             screen().feed("\r\nX"); // in plain attributes
             EXPECT_EQ(Cell{.text = "X"}, screen().cell(screen().cursor_row(), 0));

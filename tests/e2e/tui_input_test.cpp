@@ -1,18 +1,10 @@
 // What is typed in the terminal UI: port bytes, commands, pastes and slow links.
-#include "e2e/tui.h"
+#include "e2e/fixture.h"
 
 using namespace support;
 using namespace std::string_literals;
 
 namespace {
-
-void send_chunks(Program &client, const std::vector<std::string> &chunks)
-{
-    for (const std::string &chunk : chunks) {
-        client.send(chunk);
-        client.wait_until_read();
-    }
-}
 
 std::string text_of(size_t size)
 {
@@ -64,33 +56,26 @@ TEST(TuiInput, KeysToPortBytes)
         {{"\5\xc3\xa4q"}, "\xc3\xa4q"},
         {{"\x1b[200~pasted \xe4\xb8\xad\x1b[201~"}, "\x1b[200~pasted \xe4\xb8\xad\x1b[201~"},
     };
-    Tui tui;
+    Session tui(TUI);
     tui.start();
-    std::string port;
     for (const auto &row : rows) {
         SCOPED_TRACE(visible(row.chunks[0]));
-        send_chunks(*tui.client, row.chunks);
-        port += row.port;
-        tui.daemon.expect_received(port);
+        for (const std::string &chunk : row.chunks) {
+            tui.play({{TYPE, chunk}});
+        }
+        tui.play({{GETS, row.port}});
     }
     EXPECT_EQ(0u, tui.daemon.command_count("BREAK"));
-    EXPECT_EQ(0, tui.quit());
-    tui.daemon.expect_received(port);
+    tui.expect_nothing_left();
 }
 
 TEST(TuiInput, CommandsAndAnEscapeThatStaysPending)
 {
-    Tui tui;
+    Session tui(TUI);
     tui.start();
-    send_chunks(*tui.client, {"a\5b", "c"});
-    tui.daemon.expect_received("ac");
+    tui.play({{TYPE, "a\5b"}, {TYPE, "c"}, {GETS, "ac"}});
     tui.client->wait_until([&] { return tui.daemon.command_count("BREAK") == 1; }, "a break");
-    send_chunks(*tui.client, {"\5"});
-    tui.client->send("\x1b[A");
-    tui.daemon.expect_received("ac\x1b[A");
-    tui.client->send("q");
-    EXPECT_EQ(0, tui.client->wait_for_exit());
-    tui.daemon.expect_received("ac\x1b[A");
+    tui.play({{TYPE, "\5"}, {TYPE, "\x1b[A"}, {GETS, "\x1b[A"}, {LEAVE, "q"}, {GETS, ""}});
 }
 
 TEST(TuiInput, EscapeCharacterOfThePort)
@@ -114,13 +99,10 @@ TEST(TuiInput, EscapeCharacterOfThePort)
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.escape);
-        Tui tui;
+        Session tui(TUI);
         tui.start({}, R"({"label":"lab","escape":)" + std::to_string(row.escape) + "}");
         EXPECT_TRUE(tui.bar().ends_with("| " + row.name + " ? for help")) << tui.bar();
-        tui.client->send(row.typed);
-        tui.daemon.expect_received(row.port);
-        tui.client->send(row.quit);
-        EXPECT_EQ(0, tui.client->wait_for_exit());
+        tui.play({{TYPE, row.typed}, {GETS, row.port}, {LEAVE, row.quit}});
     }
 }
 
@@ -128,11 +110,10 @@ TEST(TuiInput, ALargePasteArrivesWhole)
 {
     const std::string text = text_of(1 << 20);
     for (const char *head : {"", "\x1b[200~"}) {
-        Tui tui;
+        Session tui(TUI);
         tui.start();
         tui.client->send(head + text);
         tui.daemon.expect_received(head + text);
-        EXPECT_EQ(0, tui.quit());
     }
 }
 
@@ -148,20 +129,15 @@ TEST(TuiInput, NothingInAPasteIsACommand)
         {"k\x1b[20", "0~\5q", "\x1b", "[201~"}, {"\x1b[200~\5q\x1b[200~\x1b[2\x1b\x1b[201~"},
         {"\x1b[200~" + big + "\x1b[201~"},
     };
-    Tui tui;
+    Session tui(TUI);
     tui.start();
-    std::string port;
     for (const std::vector<std::string> &chunks : rows) {
         SCOPED_TRACE(visible(chunks[0].substr(0, 40)));
-        send_chunks(*tui.client, chunks);
         for (const std::string &chunk : chunks) {
-            port += chunk;
+            tui.play({{TYPE, chunk}, {GETS, chunk}});
         }
-        tui.daemon.expect_received(port);
-        send_chunks(*tui.client, {"\5\5"});
-        tui.daemon.expect_received(port += "\5");
+        tui.play({{TYPE, "\5\5"}, {GETS, "\5"}});
     }
-    EXPECT_EQ(0, tui.quit());
 }
 
 TEST(TuiInput, APasteClosesAPopupAndIsGone)
@@ -172,46 +148,15 @@ TEST(TuiInput, APasteClosesAPopupAndIsGone)
         {"\x1b[200~" + std::string(5000, 'x') + "\x1b[201~"},
         {"\x1b[20", "0~pasted\x1b", "[201~"},
     };
-    Tui tui;
+    Session tui(TUI);
     tui.start();
-    std::string port;
     for (const std::vector<std::string> &chunks : rows) {
         SCOPED_TRACE(visible(chunks[0].substr(0, 40)));
-        send_chunks(*tui.client, {"\5?"});
-        tui.client->wait_for_screen("****");
-        send_chunks(*tui.client, chunks);
-        tui.expect_blank_port_screen();
-        send_chunks(*tui.client, {"x\5\5"});
-        tui.daemon.expect_received(port += "x\5");
+        tui.play({{TYPE, "\5?"}, {SHOWS, "****"}});
+        for (const std::string &chunk : chunks) {
+            tui.play({{TYPE, chunk}});
+        }
+        tui.expect_port_screen("", false);
+        tui.play({{TYPE, "x\5\5"}, {GETS, "x\5"}});
     }
-    EXPECT_EQ(0, tui.quit());
-}
-
-TEST(TuiInput, APasteIntoAPortThatDoesNotRead)
-{
-    Tui tui({.data_buffer = 4096});
-    tui.start();
-    tui.daemon.reading = false;
-    const std::string text(600'000, 'k');
-    tui.client->send(text);
-    tui.client->wait_until_taken();
-    tui.client->send("\5?"); // behind the paste, and dealt with
-    tui.client->wait_for_screen("Terminal Port Help");
-    tui.client->send("x");
-    tui.daemon.reading = true;
-    tui.daemon.expect_received(text);
-    EXPECT_EQ(0, tui.quit());
-}
-
-TEST(TuiInput, WhatWasTypedBeforeQuittingReachesThePort)
-{
-    Tui tui({.data_buffer = 4096});
-    tui.start();
-    tui.daemon.reading = false;
-    const std::string text(300'000, 'k');
-    tui.client->send(text + "\5q");
-    tui.client->wait_until_taken();
-    tui.daemon.reading = true;
-    EXPECT_EQ(0, tui.client->wait_for_exit());
-    tui.daemon.expect_received(text);
 }

@@ -1,6 +1,6 @@
 // What the port prints, seen in the terminal UI: the same bytes are run through an emulator
 // directly and through the client, and both screens have to agree.
-#include "e2e/tui.h"
+#include "e2e/fixture.h"
 
 #include <filesystem>
 
@@ -70,10 +70,11 @@ const std::vector<std::pair<const char *, std::string>> SCRIPTS{
     {"the last corner", "\x1b[23;80HX\x1b[23;79HY"},
 };
 
-void feed_client(Tui &tui, const std::string &bytes)
+// Printed on an empty screen it looks as in an emulator.
+void expect_same_picture(Session &tui, const std::string &bytes, bool cursor = true)
 {
-    tui.daemon.send(bytes);
-    tui.daemon.wait_until_sent();
+    tui.daemon.send("\033c\033[1;1H" + bytes); // the move shows the cursor
+    tui.expect_port_screen(bytes, cursor);
 }
 
 std::string recording(const std::string &name)
@@ -85,38 +86,12 @@ std::string recording(const std::string &name)
 
 TEST(TuiScreen, ScriptsLookAsInAnEmulator)
 {
-    Tui tui;
+    Session tui(TUI);
     tui.start();
     for (const auto &[name, script] : SCRIPTS) {
         SCOPED_TRACE(name);
-        Screen direct(23, 80);
-        feed_client(tui, "\x1b"
-                         "c\x1b[1;1H"); // all as at the start; the move shows the cursor
-        direct.feed(script);
-        feed_client(tui, script);
-        tui.expect_port_screen(direct, script.find("?25h") == std::string::npos);
+        expect_same_picture(tui, script, script.find("?25h") == std::string::npos);
     }
-    EXPECT_EQ(0, tui.quit());
-    EXPECT_EQ("", tui.client->error_output() + tui.client->log());
-}
-
-TEST(TuiScreen, SplitAnywhereIsTheSame)
-{
-    Tui tui;
-    tui.start();
-    for (const size_t index : {1u, 5u, 12u, 13u}) {
-        const auto &[name, script] = SCRIPTS[index];
-        SCOPED_TRACE(name);
-        Screen direct(23, 80);
-        direct.feed(script);
-        feed_client(tui, "\x1b"
-                         "c\x1b[1;1H");
-        for (const char byte : script) {
-            feed_client(tui, std::string(1, byte));
-        }
-        tui.expect_port_screen(direct);
-    }
-    EXPECT_EQ(0, tui.quit());
 }
 
 TEST(TuiScreen, EveryTerminalTypeShowsTheSame)
@@ -124,90 +99,73 @@ TEST(TuiScreen, EveryTerminalTypeShowsTheSame)
     for (const char *term : {"xterm", "screen-256color", "tmux-256color", "linux", "rxvt", "vt220",
                              "vt100", "xterm-unheard-of"}) {
         SCOPED_TRACE(term);
-        Tui tui;
+        Session tui(TUI);
         tui.start({.environment = {{"TERM", term}}});
         for (const size_t index : {0u, 6u, 12u}) {
-            Screen direct(23, 80);
-            direct.feed(SCRIPTS[index].second);
-            feed_client(tui, "\x1b"
-                             "c\x1b[1;1H" +
-                                 SCRIPTS[index].second);
-            tui.expect_port_screen(direct);
+            expect_same_picture(tui, SCRIPTS[index].second);
         }
-        EXPECT_EQ(0, tui.quit());
+        EXPECT_EQ(0, tui.end());
         EXPECT_EQ(std::string::npos, tui.client->output().find("$<")); // padding
     }
 }
 
 TEST(TuiScreen, OneColourPair)
 {
-    Tui tui;
+    Session tui(TUI);
     tui.start();
-    feed_client(tui, "\x1b[31;42mred\x1b[m\x1b[1;4;33mB\x1b[m\x1b[7mR");
-    Screen direct(23, 80);
-    direct.feed("red\x1b[1;4mB\x1b[m\x1b[7mR");
-    tui.expect_port_screen(direct);
+    tui.daemon.send("\x1b[31;42mred\x1b[m\x1b[1;4;33mB\x1b[m\x1b[7mR");
+    tui.expect_port_screen("red\x1b[1;4mB\x1b[m\x1b[7mR");
     EXPECT_EQ((Cell{.text = "r", .foreground = WHITE, .background = OWN}), tui.screen().cell(0, 0));
     EXPECT_EQ((Cell{.text = "B", .bold = true, .underline = true, .foreground = WHITE}),
               tui.screen().cell(0, 3));
     EXPECT_EQ((Cell{.text = "R", .reverse = true, .foreground = WHITE}), tui.screen().cell(0, 4));
-    EXPECT_EQ(0, tui.quit());
 }
 
 TEST(TuiScreen, ACombiningMarkLeavesItsCharacter)
 {
-    Tui tui;
+    Session tui(TUI);
     tui.start();
-    feed_client(tui, "e\xcc\x81x");
+    tui.daemon.send("e\xcc\x81x");
     tui.client->wait_for_screen("ex");
-    EXPECT_EQ(0, tui.quit());
 }
 
 TEST(TuiScreen, TheHiddenCursorComesBackWithItsNextMove)
 {
-    Tui tui;
+    Session tui(TUI);
     tui.start();
-    feed_client(tui, "abc\x1b[?25l");
+    tui.daemon.send("abc\x1b[?25l");
     tui.client->wait_until([&] { return !tui.screen().cursor_visible; }, "a hidden cursor");
-    feed_client(tui, "\x1b[?25h\x1b[4;7H");
+    tui.daemon.send("\x1b[?25h\x1b[4;7H");
     tui.client->wait_until([&] { return tui.screen().cursor_visible; }, "a cursor");
     EXPECT_EQ(3, tui.screen().cursor_row());
     EXPECT_EQ(6, tui.screen().cursor_column());
-    EXPECT_EQ(0, tui.quit());
 }
 
 TEST(TuiScreen, AfterAResizeAsIfDrawnAfresh)
 {
-    Tui tui;
+    Session tui(TUI);
     tui.start();
     for (const auto &[rows, columns] : std::vector<std::pair<int, int>>{
              {10, 40}, {50, 132}, {24, 80}, {24, 40}, {12, 80}, {60, 200}, {5, 20}, {24, 80}}) {
         SCOPED_TRACE(std::to_string(rows) + "x" + std::to_string(columns));
-        feed_client(tui, form(tui.screen().rows() - 1, tui.screen().columns()));
+        tui.daemon.send(form(tui.screen().rows() - 1, tui.screen().columns()));
         tui.resize(rows, columns);
-        Screen direct(rows - 1, columns);
-        direct.feed(form(rows - 1, columns));
-        feed_client(tui, form(rows - 1, columns));
-        tui.expect_port_screen(direct);
-        EXPECT_TRUE(tui.bar_is_drawn());
+        tui.daemon.send(form(rows - 1, columns));
+        tui.expect_port_screen(form(rows - 1, columns));
     }
-    EXPECT_EQ(0, tui.quit());
 }
 
 TEST(TuiScreen, AShrunkAndGrownScreenKeepsNothingOld)
 {
-    Tui tui;
+    Session tui(TUI);
     tui.start();
-    feed_client(tui, numbered_lines(10) + "last");
+    tui.daemon.send(numbered_lines(10) + "last");
     tui.client->wait_for_screen("last");
     for (const auto &[rows, columns] :
          std::vector<std::pair<int, int>>{{24, 30}, {40, 30}, {40, 100}}) {
         tui.resize(rows, columns);
-        Screen direct(rows - 1, columns);
-        direct.feed(numbered_lines(10) + "last");
-        tui.expect_port_screen(direct);
+        tui.expect_port_screen(numbered_lines(10) + "last");
     }
-    EXPECT_EQ(0, tui.quit());
 }
 
 TEST(TuiScreen, RecordedProgramsWithAResizeInTheMiddle)
@@ -218,73 +176,63 @@ TEST(TuiScreen, RecordedProgramsWithAResizeInTheMiddle)
         const std::string after = recording(std::string(program) + "-100x29");
         ASSERT_FALSE(before.empty());
         ASSERT_FALSE(after.empty());
-        Tui tui;
+        Session tui(TUI);
         tui.start();
         Screen direct(23, 80);
         direct.feed(before);
-        feed_client(tui, before);
-        tui.expect_port_screen(direct, false);
+        tui.daemon.send(before);
+        tui.expect_port_screen(direct.picture(), {.colours = false, .cursor = false});
         tui.resize(30, 100);
         direct.resize(29, 100);
         // The client shows a cursor that was hidden with its next move.
         const std::string move = "\x1b[2;3H\x1b[6;7H";
         direct.feed(after + move);
-        feed_client(tui, after + move);
-        tui.expect_port_screen(direct);
-        EXPECT_EQ(0, tui.quit());
+        tui.daemon.send(after + move);
+        tui.expect_port_screen(direct.picture());
     }
 }
 
 TEST(TuiScreen, EverySizeIsBorne)
 {
-    for (const auto &[rows, columns] :
-         std::vector<std::pair<int, int>>{{0, 0}, {1, 1}, {1, 200}, {200, 1}, {2, 2}, {3, 3}}) {
+    const std::pair<int, int> sizes[] = {{0, 0}, {1, 1}, {1, 200}, {200, 1},
+                                         {3, 3}, {5, 5}, {8, 12}};
+    for (const auto &[rows, columns] : sizes) {
         SCOPED_TRACE(std::to_string(rows) + "x" + std::to_string(columns));
-        Tui tui;
-        tui.daemon.answer("PORT_INFO", TUI_PORT_INFO);
+        Session tui(TUI);
+        tui.daemon.answer("PORT_INFO", PORT_INFO);
         tui.daemon.answer("SCROLLBACK", "{}");
         tui.launch({.rows = rows, .columns = columns});
         tui.wait_for_refresh();
-        feed_client(tui, SCRIPTS[12].second + form(20, 70));
-        for (const char *command : {"\5?", "\5d", "\5s"}) {
-            tui.client->send(command);
-        }
+        tui.play({{PRINT, SCRIPTS[12].second + form(20, 70)}, {TYPE, "\5?\5d\5s"}});
         tui.wait_for_refresh();
-        tui.client->send("\x1b");
-        tui.client->wait_until_read();
+        tui.play({{TYPE, "\x1b"}});
         tui.resize(24, 80);
-        Screen direct(23, 80);
-        direct.feed("\x1b[2J\x1b[Hback");
-        tui.client->send("xy"); // closes the other two
-        feed_client(tui, "\x1b[m\x1b[2J\x1b[Hback");
-        tui.expect_port_screen(direct);
-        EXPECT_EQ(0, tui.quit());
+        tui.play({{TYPE, "xy"}}); // closes the other two
+        expect_same_picture(tui, "back");
     }
 }
 
 TEST(TuiScreen, ATerminalThatClaimsTheLargestSize)
 {
-    Tui tui;
+    Session tui(TUI);
     tui.start();
     tui.client->resize(65535, 65535);
     // Both of the emulator's screens and all saved lines, in the full width.
-    const std::string line = std::string(2000, 'w');
     for (int count = 0; count < 800; ++count) {
-        tui.daemon.send(line + "\r\n");
+        tui.daemon.send(std::string(2000, 'w') + "\r\n");
     }
     tui.daemon.send("\x1b[?1049h\x1b[2J");
     tui.daemon.wait_until_sent();
-    tui.expect_relay("");
+    tui.expect_relay();
 #ifndef ZORVAD_SANITIZED
     EXPECT_LT(tui.client->status_value("VmHWM"), 100'000);
 #endif
     tui.resize(24, 80);
-    EXPECT_EQ(0, tui.quit());
 }
 
 TEST(TuiScreen, AStormOfResizesUnderAFlood)
 {
-    Tui tui;
+    Session tui(TUI);
     tui.start();
     std::string flood;
     while (flood.size() < 3'000'000) {
@@ -301,16 +249,10 @@ TEST(TuiScreen, AStormOfResizesUnderAFlood)
         }
     }
     tui.daemon.wait_until_sent();
-    tui.expect_relay("");
+    tui.expect_relay();
 #ifndef ZORVAD_SANITIZED
     EXPECT_LT(tui.client->status_value("VmHWM"), 24'000);
 #endif
     tui.resize(24, 80);
-    Screen direct(23, 80);
-    direct.feed(form(23, 80));
-    feed_client(tui, "\x1b"
-                     "c" +
-                         form(23, 80));
-    tui.expect_port_screen(direct);
-    EXPECT_EQ(0, tui.quit());
+    expect_same_picture(tui, form(23, 80));
 }

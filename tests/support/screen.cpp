@@ -117,6 +117,7 @@ void Screen::feed(std::string_view bytes)
 
 void Screen::resize(int rows, int columns)
 {
+    resized = true;
     const int row = std::min(cursor_row(), rows - 1);
     const int column = std::min(cursor_column(), columns - 1);
     // libvterm does not survive margins and cursors outside the new size.

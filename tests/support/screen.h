@@ -61,6 +61,7 @@ public:
     int cursor_column() const;
     bool cursor_visible = true;
     bool alternate = false;
+    bool resized = false; // and with it what the terminal had saved lost
 
 private:
     VTermPos size() const;
