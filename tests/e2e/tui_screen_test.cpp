@@ -129,18 +129,6 @@ TEST(TuiScreen, ACombiningMarkLeavesItsCharacter)
     tui.client->wait_for_screen("ex");
 }
 
-TEST(TuiScreen, TheHiddenCursorComesBackWithItsNextMove)
-{
-    Session tui(TUI);
-    tui.start();
-    tui.daemon.send("abc\x1b[?25l");
-    tui.client->wait_until([&] { return !tui.screen().cursor_visible; }, "a hidden cursor");
-    tui.daemon.send("\x1b[?25h\x1b[4;7H");
-    tui.client->wait_until([&] { return tui.screen().cursor_visible; }, "a cursor");
-    EXPECT_EQ(3, tui.screen().cursor_row());
-    EXPECT_EQ(6, tui.screen().cursor_column());
-}
-
 TEST(TuiScreen, AfterAResizeAsIfDrawnAfresh)
 {
     Session tui(TUI);

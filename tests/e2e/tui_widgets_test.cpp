@@ -43,7 +43,8 @@ std::string busy_screen(int rows, int columns)
     std::string text = "\x1b[H";
     for (int row = 1; row <= rows; ++row) {
         text += "\x1b[" + std::to_string(row) + ";1H\x1b[" + std::to_string(row % 8) + "m";
-        for (int column = 0; column + 2 <= columns - row % 2; column += 2) {
+        text += row % 2 != 0 ? "." : "";
+        for (int column = row % 2; column + 2 <= columns; column += 2) {
             text += (column + row) % 3 != 0 ? "\xe4\xb8\xad" : "ab";
         }
     }
@@ -202,8 +203,13 @@ TEST(Popup, SessionsAndTheAnswer)
 
 TEST(Popup, ClosingBringsBackWhatWasThere)
 {
-    for (const auto &[rows, columns] :
-         std::vector<std::pair<int, int>>{{24, 80}, {25, 81}, {40, 121}}) {
+    const struct {
+        int rows, columns, left, top;
+        std::vector<std::string> help;
+    } sizes[] = {{24, 80, 20, 6, box(40, 12, HELP_AT_80)},
+                 {25, 81, 20, 6, box(40, 12, HELP_AT_80)},
+                 {40, 121, 30, 10, box(60, 20, HELP_AT_120)}};
+    for (const auto &[rows, columns, left, top, help] : sizes) {
         SCOPED_TRACE(columns);
         Session tui(TUI);
         tui.daemon.answer("SCROLLBACK", "{}");
@@ -215,7 +221,7 @@ TEST(Popup, ClosingBringsBackWhatWasThere)
         Picture before = tui.screen().picture();
         --before.rows; // without the bar
         tui.client->send("\5?");
-        tui.client->wait_for_screen("Terminal Port Help");
+        tui.expect_box(left, top, help);
         tui.client->send("x");
         tui.expect_port_screen(before, {});
         // A stack of them, the port printing on, and a refresh or two in between.
@@ -226,7 +232,7 @@ TEST(Popup, ClosingBringsBackWhatWasThere)
         tui.daemon.send(more);
         tui.wait_for_refresh();
         tui.client->send("\x1b");
-        tui.client->wait_for_screen("Terminal Port Help");
+        tui.expect_box(left, top, help);
         tui.client->send("x");
         tui.client->send("y");
         tui.expect_port_screen(direct.picture());
@@ -345,7 +351,7 @@ TEST(History, NothingThereAndOddReplies)
 TEST(History, OddLinesAreBorne)
 {
     Session tui(TUI);
-    tui.start();
+    tui.start({.columns = 120});
     tui.daemon.answer("SCROLLBACK", R"({"scrollback":[
         {"line":"a\u001b[2Jb\tc\r\u007f","type":3,"timestamp":-1},
         {"line":"\u00e9\u0085","type":3,"timestamp":253402300800000},
@@ -354,15 +360,15 @@ TEST(History, OddLinesAreBorne)
         {"type":2}, {"line":17,"type":"3","timestamp":"x"}, 5, null, {},
         {"line":")" + std::string(5000, 'L') +
                                         R"(","type":3}]})");
+    const std::string latin1 = "RX|\xc3\x83\xc2\xa9\xc3\x82?"; // one cell a byte
     tui.client->send("\5s");
-    tui.client->wait_for_screen("RX|a?[2Jb?c??");
-    tui.client->wait_for_screen("RX|\xc3\x83\xc2\xa9\xc3\x82?"); // one cell a byte
-    tui.client->wait_for_screen("|far off");
-    tui.client->wait_for_screen("|below");
-    tui.client->wait_for_screen("*RX|" + std::string(75, 'L') + "*");
-    tui.client->send("t");
-    tui.client->wait_for_screen("]RX|LLL");
-    tui.client->send("\x1b");
+    for (const std::string &line :
+         {std::string("RX|a?[2Jb?c?? "), latin1 + " ", std::string("|far off "),
+          std::string("|below "), std::string("TX| "), std::string("LOGIN| "),
+          "RX|" + std::string(115, 'L') + "*"}) {
+        tui.play({{SHOWS, "*" + line}});
+    }
+    tui.play({{TYPE, "t"}, {SHOWS, "]RX|LLL"}, {TYPE, "\x1b"}});
     expect_blank_port_screen(tui);
 }
 

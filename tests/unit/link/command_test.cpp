@@ -37,20 +37,6 @@ struct CommandChannel : testing::Test {
     }
 };
 
-TEST_F(CommandChannel, DeliversCoalescedRepliesToQueuedCommands)
-{
-    send("A");
-    send("B");
-    daemon.reply(R"({"n":1} {"n":2}{"n":3})"); // the third belongs to nobody
-    EXPECT_TRUE(all_seen(2));
-    EXPECT_EQ((std::vector<std::string>{R"(A={"n":1})", R"(B={"n":2})"}), seen);
-    send("C");
-    EXPECT_TRUE(daemon.expect_request(R"({"cmd":"A"}{"cmd":"B"}{"cmd":"C"})"));
-    daemon.reply("null");
-    EXPECT_TRUE(all_seen(3));
-    EXPECT_EQ("C=null", seen.back());
-}
-
 TEST_F(CommandChannel, AFloodOfRepliesGivesWay)
 {
     send("A");
@@ -62,16 +48,6 @@ TEST_F(CommandChannel, AFloodOfRepliesGivesWay)
     daemon.reply("{}");
     EXPECT_TRUE(all_seen(1));
     EXPECT_EQ(int64_t(half.size()) + 2, zorvad.replies.bytes);
-}
-
-TEST_F(CommandChannel, KeepsUnaskedBytesForTheNextReply)
-{
-    daemon.reply(R"({"early")");
-    EXPECT_TRUE(run_until([] { return zorvad.cmd_stream.stream.r.data_bytes == 8; }));
-    send("A");
-    daemon.reply(":1}");
-    EXPECT_TRUE(all_seen(1));
-    EXPECT_EQ(R"(A={"early":1})", seen[0]);
 }
 
 TEST_F(CommandChannel, AnswersACommandThatFindsTheBufferFull)

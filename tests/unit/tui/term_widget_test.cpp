@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "tui/popup.h"
 #include "tui/scrollback.h"
 #include "tui/widget/widget_list.h"
 #include "unit/support/back_buffer.h"
@@ -32,30 +31,6 @@ TEST_F(TermWidget, SendsInputToThePortAsItIs)
 {
     widget_list_input("\033[A\0x", 5, list);
     EXPECT_EQ(std::string("\033[A\0x", 5), receive(daemon.data, 5));
-}
-
-TEST_F(TermWidget, ShowsThePortAgainWhereAPopupWas)
-{
-    for (int row = 1; row <= 23; row++) {
-        feed("\033[" + std::to_string(row) + ";1H\033[0;1m" + std::string(19, 'x') +
-             "\u4e2d\u4e2d\033[4myy");
-    }
-    const auto shown = [this] {
-        std::string rows;
-        for (int y = 0; y < 24; y++) {
-            rows += screen.row(y) + "\n";
-        }
-        return rows;
-    };
-    const std::string before = shown();
-    widget_list_add(list, popup_new("text", 20, 6, 60, 18, nullptr));
-    feed("\033[1;1Hz");
-    EXPECT_EQ(" ***", screen.text(19, 23, 6)); // the wide character does not reach into it
-    feed("\033[1;1H\033[0;1mx");
-    widget_list_input("k", 1, list);
-    EXPECT_EQ(before, shown());
-    EXPECT_TRUE(screen.has_colours(0, 20, 10, TB_WHITE | TB_BOLD, TB_DEFAULT));
-    EXPECT_TRUE(screen.has_colours(23, 25, 10, TB_WHITE | TB_BOLD | TB_UNDERLINE, TB_DEFAULT));
 }
 
 TEST_F(TermWidget, ShowsACursorThatMovedWhileItWasHidden)
