@@ -64,7 +64,7 @@ const char *plain_csi_end(const char *at, const char *end)
 
 bool is_control(char byte)
 {
-    return (byte >= 0 && byte < 0x20) || byte == 0x7f;
+    return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7f;
 }
 
 // Control bytes do their work inside a sequence as well, but for those that end it.

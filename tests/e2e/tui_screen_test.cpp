@@ -205,10 +205,9 @@ TEST(TuiScreen, ATerminalThatClaimsTheLargestSize)
     Session tui(TUI);
     tui.start();
     tui.client->resize(65535, 65535);
-    // Both of the emulator's screens and all saved lines, in the full width.
-    for (int count = 0; count < 800; ++count) {
-        tui.daemon.send(std::string(2000, 'w') + "\r\n");
-    }
+    tui.client->wait_until([&] { return !tui.client->screen().row(511).empty(); }, "the bar");
+    // All saved lines in the full width, and both of the emulator's screens.
+    tui.daemon.send("\x1b[500S\x1b[500S\x1b[500S");
     tui.daemon.send("\x1b[?1049h\x1b[2J");
     tui.daemon.wait_until_sent();
     tui.expect_relay();

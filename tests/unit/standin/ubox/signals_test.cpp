@@ -46,20 +46,4 @@ TEST(Signals, are_taken_from_the_default_action_only)
     }
 }
 
-TEST(Signals, end_the_run_and_are_told)
-{
-    for (const int signo : {SIGINT, SIGTERM}) {
-        expect_in_child([signo] {
-            EXPECT_EQ(uloop_init(), 0);
-            if (fork() == 0) {
-                usleep(20'000);
-                kill(getppid(), signo);
-                _exit(0);
-            }
-            EXPECT_EQ(uloop_run_timeout(-1), signo);
-            EXPECT_EQ(uloop_run_timeout(0), 0);
-        });
-    }
-}
-
 } // namespace

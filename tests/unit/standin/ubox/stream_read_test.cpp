@@ -45,19 +45,6 @@ TEST_F(StreamRead, stops_when_full_and_resumes_after_consuming)
     EXPECT_STREQ(ustream_get_read_buf(stream, nullptr), "lm");
 }
 
-TEST_F(StreamRead, consuming_too_much_aborts)
-{
-    ustream_fd_init(&stream.stream, pair.fd[0]);
-    send("abc");
-    stream.on_read = [] {};
-    run_until([&] { return stream.reads == 1; });
-    for (int len : {4, -1}) {
-        EXPECT_EXIT(ustream_consume(stream, len), testing::KilledBySignal(SIGABRT), "");
-    }
-    ustream_consume(stream, 3);
-    EXPECT_EQ(buffered(), "");
-}
-
 // From outside, and from the callback that has just taken a chunk.
 TEST_F(StreamRead, is_blocked_and_resumed_by_request)
 {
