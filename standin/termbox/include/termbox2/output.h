@@ -132,7 +132,7 @@ int out_flush()
             screen_forget(global.screen, COVERED);
             global.pen_x = -1;
             global.pen_fg = global.pen_bg = UINT16_MAX;
-            global.cursor_shown = !global.cursor.visible;
+            global.cursor_shown = -1;
             return TB_ERR;
         }
     }
