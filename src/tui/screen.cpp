@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -13,6 +14,7 @@
 #include "dep/ubox.h"
 #include "link/clock.h"
 #include "link/connection.h"
+#include "tui/output/picture.h"
 #include "tui/settings.h"
 #include "tui/termbox.h"
 
@@ -29,19 +31,17 @@ bool stopping;    // the stream is gone: write to its descriptor as well as it t
 bool present_due;
 uloop_timeout present_timer;
 
-struct Cursor {
-    bool shown;
-    int x;
-    int y;
-};
 Cursor cursor;
 
 KeyModes wanted_modes;
 KeyModes terminal_modes;
 
+// Takes bytes for the terminal; false when memory is too short for them.
+bool send(const char *bytes, size_t count);
+
 void write_text(const char *text)
 {
-    (void)screen_write(output.fd.fd, text, strlen(text)); // what fails, fails for the picture too
+    (void)send(text, strlen(text)); // what fails, fails for the picture too
 }
 
 void send_modes(const KeyModes &modes)
@@ -70,12 +70,14 @@ void present_now()
     }
     present_due = false;
     send_modes(wanted_modes);
-    if (cursor.shown || !tui_can_hide_cursor()) {
+    Cursor drawn = cursor;
+    drawn.shown = cursor.shown || !tui_can_hide_cursor();
+    if (drawn.shown) {
         tb_set_cursor(cursor.x, cursor.y);
     } else {
         tb_hide_cursor();
     }
-    tb_present();
+    picture_present(drawn);
 }
 
 void on_present_timer(uloop_timeout *)
@@ -186,6 +188,16 @@ bool is_terminal(int descriptor)
     return fstat(descriptor, &status) == 0 && S_ISCHR(status.st_mode);
 }
 
+bool send(const char *bytes, size_t count)
+{
+    if (stopping) {
+        write_last_words(bytes, count);
+        return true;
+    }
+    const int queued = ustream_write(&output.stream, bytes, static_cast<int>(count), false);
+    return output.stream.write_error || queued == static_cast<int>(count);
+}
+
 } // namespace
 
 int screen_start(const char *path)
@@ -194,6 +206,7 @@ int screen_start(const char *path)
         return -1;
     }
     present_timer.cb = on_present_timer;
+    picture_start(getenv("TERM"), send);
     const int result = tb_init_file(path);
     if (result != TB_OK) {
         close_output();
@@ -249,12 +262,6 @@ ssize_t screen_write(int descriptor, const void *bytes, size_t count)
     if (!output_open || !is_terminal(descriptor)) {
         return write(descriptor, bytes, count);
     }
-    const char *text = static_cast<const char *>(bytes);
-    if (stopping) {
-        write_last_words(text, count);
-        return static_cast<ssize_t>(count);
-    }
-    // Fewer when memory is short, which termbox2 takes for a failure and paints anew.
-    const int queued = ustream_write(&output.stream, text, static_cast<int>(count), false);
-    return output.stream.write_error ? static_cast<ssize_t>(count) : queued;
+    // When memory is short termbox2 is told of a failure and paints anew.
+    return picture_write(static_cast<const char *>(bytes), count) ? static_cast<ssize_t>(count) : 0;
 }

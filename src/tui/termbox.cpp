@@ -76,6 +76,12 @@ UnparsedInput unparsed_input()
     return {global.in.buf, global.in.len};
 }
 
+tb_cell *first_cell(int y, int back)
+{
+    tb_cell *cell = nullptr;
+    return tb_get_cell(0, y, back, &cell) == TB_OK ? cell : nullptr;
+}
+
 } // namespace
 
 bool tui_can_hide_cursor()
@@ -113,4 +119,14 @@ int tui_extract_hook(tb_event *event, size_t *consumed)
     input.bytes[length] = behind;
     *consumed = length;
     return TB_OK;
+}
+
+tb_cell *tui_front_row(int y)
+{
+    return first_cell(y, 0);
+}
+
+tb_cell *tui_back_row(int y)
+{
+    return first_cell(y, 1);
 }

@@ -5,6 +5,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+struct tb_cell;
 struct tb_event;
 
 // Type of the event left by the hook: its input was delivered already.
@@ -26,3 +27,8 @@ struct KeyBytes {
 // termbox2's extract-pre hook: hands all unparsed input to the top widget as it came, but for an
 // unfinished character at its end behind more than an ESC, and has termbox2 drop it.
 int tui_extract_hook(tb_event *event, size_t *consumed);
+
+// A row of cells that termbox2 believes to be shown, or that it is to show. The rows lie one behind
+// the other; the one asked for counts as drawn. Null when there is no such row.
+tb_cell *tui_front_row(int y);
+tb_cell *tui_back_row(int y);
