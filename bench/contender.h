@@ -22,7 +22,8 @@ inline void bring_up(Session &session)
 
 // A session of a program, up and settled.
 struct Contender {
-    explicit Contender(Program program, Output output = Output::TERMINAL) : session(program, output)
+    explicit Contender(Program program, Output output = Output::TERMINAL, Size size = SMALL)
+        : session(program, output, size)
     {
         bring_up(session);
     }

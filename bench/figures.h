@@ -10,6 +10,10 @@ void basic_paste();
 void emulated_output();
 void emulated_paste();
 void history();
+// A port at the speed of a serial line.
+void line_speed();
+void slow_terminal();
+void typing();
 
 // Both.
 void key_echo();

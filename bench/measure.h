@@ -1,54 +1,15 @@
 // The measurements, each of one session; times in seconds.
 #pragma once
 
-#include <chrono>
-#include <poll.h>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "bench/exchange.h"
 #include "bench/payload.h"
-#include "bench/session.h"
-
-// Ends a measurement that hangs, by an exception that tells which.
-class Deadline {
-public:
-    Deadline(const char *doing, const Session &session, int seconds = 120);
-    // Polls; a time in milliseconds ends it early.
-    void wait(std::span<pollfd> watched, int milliseconds = -1) const;
-
-private:
-    const char *doing;
-    const Session &session;
-    Clock::time_point end;
-};
-
-double seconds_since(Clock::time_point start);
-
-// Sent to a port, shows on the terminal when all before it is there.
-struct Mark {
-    // One unlike the last on that terminal.
-    explicit Mark(Session &session);
-    // Whether what the terminal got now, after what it got before, holds the mark.
-    bool shows_in(std::string_view got);
-
-    std::string sequence; // an emulated screen is cleared first
-
-private:
-    std::string_view text;
-    std::string tail;
-};
 
 // Until the terminal gets the text; seen is what it got before.
 void wait_for_text(Session &session, const char *text, std::string seen = {});
-
-struct Transfer {
-    double seconds;
-    double processor_seconds; // of the program
-    size_t sent;
-    size_t shown; // bytes to the terminal
-};
 
 // From the port to the terminal, payload over and over; every byte is compared.
 Transfer relay_output(Session &session, std::string_view payload, size_t total);

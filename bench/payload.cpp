@@ -123,12 +123,34 @@ std::string pasted_line(Random &random, unsigned int)
     return line + "\r";
 }
 
+// A few units that compile, and one with a warning, coloured as compilers do.
+std::string compiled_unit(Random &random, unsigned int count)
+{
+    const auto a = static_cast<unsigned int>(below(random, 100));
+    const auto b = static_cast<unsigned int>(below(random, 1000));
+    if (count % 4 != 0) {
+        return text("[%3u%%] \033[32mBuilding CXX object source/part%u/CMakeFiles/part%u.dir/"
+                    "module_%u.cpp.o\033[0m\r\n",
+                    count / 20 % 100, a, a, b);
+    }
+    const std::string place = text("source/part%u/module_%u.cpp:%u:%u:", a, b, b + 17, a % 30 + 5);
+    const int indent = static_cast<int>(a % 30) + 4;
+    return text(
+               "\033[01m\033[K%s\033[m\033[K \033[01;35m\033[Kwarning: \033[m\033[Kconversion from "
+               "'\033[01m\033[Kint\033[m\033[K' may change the value of a result "
+               "[\033[01;35m\033[K-Wconversion\033[m\033[K]\r\n",
+               place.c_str()) +
+           text("%5u | %*sresult_%u = \033[01;35m\033[Kvalue_of(index)\033[m\033[K;\r\n", b + 17,
+                indent, "", b) +
+           text("      | %*s\033[01;35m\033[K^^^^^^^^^^^^^^^\033[m\033[K\r\n", indent + 13, "");
+}
+
 } // namespace
 
 std::string make_payload(Payload kind, size_t size)
 {
-    constexpr std::array pieces = {boot_line, listing_line, top_screen,
-                                   dense_run, ideographs,   pasted_line};
+    constexpr std::array pieces = {boot_line,  listing_line, top_screen,   dense_run,
+                                   ideographs, pasted_line,  compiled_unit};
     Random random(20261123);
     std::string payload;
     payload.reserve(size + 4096);

@@ -1,11 +1,11 @@
-// What ports print, generated: the same bytes in every run. None holds MARK_BYTES, which the
-// measurements look for on the terminal.
+// What ports print, generated: the same bytes in every run. None holds MARK_BYTES or Greek letters,
+// which the measurements look for on the terminal.
 #pragma once
 
 #include <stddef.h>
 #include <string>
 
-enum class Payload { BOOT_LOG, LISTING, TOP, DENSE, CJK, PASTE };
+enum class Payload { BOOT_LOG, LISTING, TOP, DENSE, CJK, PASTE, COMPILER };
 
 constexpr char MARK_BYTES[] = "~`";
 

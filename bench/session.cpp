@@ -5,36 +5,12 @@
 #include <fstream>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <stdexcept>
-#include <stdlib.h>
-#include <string.h>
-#include <sys/ioctl.h>
 #include <sys/wait.h>
-#include <termios.h>
 
 #include "bench/measure.h"
 
 namespace {
-
-constexpr int ROWS = 24, COLUMNS = 80;
-
-Fd open_terminal(std::string &name, bool raw)
-{
-    Fd master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK));
-    if (grantpt(master.get()) != 0 || unlockpt(master.get()) != 0) {
-        throw std::runtime_error("no pseudo-terminal");
-    }
-    name = ptsname(master.get());
-    const winsize size = {ROWS, COLUMNS, 0, 0};
-    ioctl(master.get(), TIOCSWINSZ, &size);
-    termios settings;
-    if (raw && tcgetattr(master.get(), &settings) == 0) {
-        cfmakeraw(&settings);
-        tcsetattr(master.get(), TCSANOW, &settings);
-    }
-    return master;
-}
 
 std::string status_line(pid_t process, const char *name)
 {
@@ -66,13 +42,14 @@ const char *program_name(Program program)
     return names[static_cast<size_t>(program)];
 }
 
-Session::Session(Program which, Output output) : program(which)
+Session::Session(Program which, Output output, Size size) : program(which)
 {
     if (program == Program::PICOCOM) {
-        device = open_terminal(name_of_device, true);
+        device = open_terminal(name_of_device, size);
+        make_raw(device.get());
     }
     std::string terminal;
-    keyboard = open_terminal(terminal, false);
+    keyboard = open_terminal(terminal, size);
     spawn(terminal, output);
 }
 
@@ -117,40 +94,13 @@ std::vector<std::string> Session::command()
     return {};
 }
 
-// The first descriptor that a session leader opens on a terminal makes it the controlling one.
 void Session::spawn(const std::string &terminal, Output output)
 {
     int ends[2] = {-1, -1};
     if (output == Output::PIPE && pipe2(ends, O_CLOEXEC) != 0) {
         throw std::runtime_error("no pipe");
     }
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, terminal.c_str(), O_RDWR, 0);
-    posix_spawn_file_actions_adddup2(&actions, output == Output::PIPE ? ends[1] : 0, 1);
-    posix_spawn_file_actions_adddup2(&actions, 0, 2);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
-
-    std::vector<std::string> words = command();
-    std::vector<char *> arguments;
-    for (std::string &word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
-    static const std::string path = std::string("PATH=") + getenv("PATH");
-    const char *environment[] = {path.c_str(),          "HOME=/nonexistent", "LANG=C.UTF-8",
-                                 "TERM=xterm-256color", "USER=bench",        nullptr};
-    pid_t process = 0;
-    const int result = posix_spawnp(&process, arguments[0], &actions, &attributes, arguments.data(),
-                                    const_cast<char **>(environment));
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    if (result != 0) {
-        throw std::runtime_error("cannot start " + words[0] + ": " + strerror(result));
-    }
-    processes.push_back(process);
+    processes.push_back(spawn_on_terminal(command(), terminal, "xterm-256color", ends[1]));
     if (output == Output::PIPE) {
         close(ends[1]);
         screen_pipe = Fd(ends[0]);

@@ -1,4 +1,4 @@
-// A program under test, between a port and a user's terminal of 80x24, both held by the benchmark.
+// A program under test, between a port and a user's terminal, both held by the benchmark.
 #pragma once
 
 #include <functional>
@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "bench/port.h"
+#include "bench/terminal.h"
 
 enum class Program { RELAY, SOCAT, DTACH, PICOCOM, TMUX, SCREEN, BASIC, TUI };
 enum class Output { TERMINAL, PIPE };
@@ -18,7 +19,7 @@ const char *program_name(Program program);
 class Session {
 public:
     // Starts the program, which connects to the port. connected() is to be called next.
-    explicit Session(Program program, Output output = Output::TERMINAL);
+    explicit Session(Program program, Output output = Output::TERMINAL, Size size = SMALL);
     // Kills what still runs.
     ~Session();
     Session(const Session &) = delete;

@@ -6,7 +6,7 @@
 enum class Bound { AT_LEAST, AT_MOST, NONE };
 
 struct Figure {
-    const char *what;
+    std::string what;
     Bound bound;
     double limit;
     double measured;
