@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <chrono>
 
 namespace sim {
@@ -10,11 +11,6 @@ namespace {
 void add(json_object *object, const char *key, json_object *value)
 {
     json_object_object_add(object, key, value);
-}
-
-std::string or_else(std::string text, const char *other)
-{
-    return text.empty() ? std::string(other) : text;
 }
 
 void set_user(PortState &port, Session &asker, const json_object *request)
@@ -62,10 +58,9 @@ void port_info(PortState &port, json_object *reply)
     add(reply, "info", json_string(port.info));
     add(reply, "escape", json_object_new_int(port.escape));
     json_object *signals = json_object_new_object();
-    add(signals, "dcd", json_object_new_boolean(port.signals.dcd));
-    add(signals, "dsr", json_object_new_boolean(port.signals.dsr));
-    add(signals, "ri", json_object_new_boolean(port.signals.ri));
-    add(signals, "cts", json_object_new_boolean(port.signals.cts));
+    for (auto [name, line] : SIGNAL_NAMES) {
+        add(signals, name, json_object_new_boolean(port.signals.*line));
+    }
     add(reply, "signals", signals);
     if (port.outlets.empty()) {
         return;
@@ -95,7 +90,8 @@ void list_sessions(const PortState &port, const Session &asker, json_object *rep
         json_object *element = json_object_new_object();
         add(element, "username", json_string(session.display_name()));
         add(element, "session_time", seconds_since(session.since));
-        add(element, "protocol", json_string(or_else(session.protocol, "unknown")));
+        add(element, "protocol",
+            json_string(session.protocol.empty() ? "unknown" : session.protocol));
         if (!session.remote_address.empty()) {
             add(element, "remote_addr", json_string(session.remote_address));
         }
@@ -151,28 +147,13 @@ int64_t now_milliseconds()
     return std::chrono::duration_cast<milliseconds>(since_epoch).count();
 }
 
-std::string command_name(const json_object *request)
-{
-    return member_text(request, "cmd");
-}
-
 void change_signals(PortState &port, const Signals &signals)
 {
-    struct Line {
-        const char *name;
-        bool before;
-        bool now;
-    };
-    const Line lines[] = {
-        {"DCD", port.signals.dcd, signals.dcd},
-        {"DSR", port.signals.dsr, signals.dsr},
-        {"RI", port.signals.ri, signals.ri},
-        {"CTS", port.signals.cts, signals.cts},
-    };
-    for (const Line &line : lines) {
-        if (line.before != line.now) {
-            port.history.event(LineType::Signal,
-                               std::string(line.name) + (line.now ? " on" : " off"),
+    for (auto [name, line] : SIGNAL_NAMES) {
+        if (port.signals.*line != signals.*line) {
+            std::string text = name;
+            std::ranges::transform(text, text.begin(), toupper);
+            port.history.event(LineType::Signal, text + (signals.*line ? " on" : " off"),
                                now_milliseconds());
         }
     }
@@ -183,7 +164,7 @@ std::string answer(PortState &port, Session &asker, const json_object *request,
                    const PortActions &actions)
 {
     Json reply(json_object_new_object());
-    std::string command = command_name(request);
+    std::string command = member_text(request, "cmd");
     if (command == "SET_USER") {
         set_user(port, asker, request);
     } else if (command == "PORT_INFO") {

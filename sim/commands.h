@@ -19,8 +19,17 @@ struct Signals {
     bool dsr = false;
     bool ri = false;
     bool cts = false;
+};
 
-    bool operator==(const Signals &) const = default;
+struct SignalName {
+    const char *name;
+    bool Signals::*line;
+};
+constexpr SignalName SIGNAL_NAMES[] = {
+    {"dcd", &Signals::dcd},
+    {"dsr", &Signals::dsr},
+    {"ri", &Signals::ri},
+    {"cts", &Signals::cts},
 };
 
 // One attached user.
@@ -59,9 +68,6 @@ struct PortActions {
 };
 
 int64_t now_milliseconds();
-
-// The text of "cmd", empty where the request has none.
-std::string command_name(const json_object *request);
 
 // Sets the signals and writes each change to the history.
 void change_signals(PortState &port, const Signals &signals);

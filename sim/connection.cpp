@@ -1,7 +1,5 @@
 #include "sim/connection.h"
 
-#include "sim/client.h"
-
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
@@ -12,15 +10,16 @@ namespace sim {
 namespace {
 
 constexpr size_t READ_SIZE = 64 << 10;
+// What one write is given at most.
+constexpr size_t WRITE_SIZE = 256 << 10;
 
 std::array<char, READ_SIZE> read_buffer;
 
 } // namespace
 
-bool Connection::start()
+bool Connection::start(Loop &loop)
 {
-    if (!watch_.start(client_.loop(), fd_.get(), EPOLLHUP,
-                      [this](uint32_t events) { on_event(events); })) {
+    if (!watch_.start(loop, fd_.get(), EPOLLHUP, [this](uint32_t events) { on_event(events); })) {
         return false;
     }
     update_events();
@@ -53,12 +52,12 @@ void Connection::read_input(bool peer_gone)
     if (input_ended_ && peer_gone_) {
         close_now();
     }
-    if (input_ended_ || !wants_input()) {
+    if (input_ended_ || !owner_.wants_input()) {
         return;
     }
     ssize_t count = recv(fd_.get(), read_buffer.data(), read_buffer.size(), 0);
     if (count > 0) {
-        on_input({read_buffer.data(), static_cast<size_t>(count)});
+        owner_.on_input({read_buffer.data(), static_cast<size_t>(count)});
         return;
     }
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
@@ -68,7 +67,7 @@ void Connection::read_input(bool peer_gone)
     if (peer_gone_ || count < 0) {
         close_now();
     } else {
-        on_input({});
+        owner_.on_input({});
     }
 }
 
@@ -77,8 +76,8 @@ void Connection::update_events()
     if (closed()) {
         return;
     }
-    bool input = !input_ended_ && !hanging_up_ && wants_input();
-    bool output = !peer_gone_ && wants_output();
+    bool input = !input_ended_ && !hanging_up_ && owner_.wants_input();
+    bool output = !peer_gone_ && !out_.empty();
     // Hang-ups of a peer that is known to be gone would be reported without end.
     uint32_t events = peer_gone_ ? 0u : static_cast<uint32_t>(EPOLLHUP);
     watch_.set_events(events | (input ? EPOLLIN : 0u) | (output ? EPOLLOUT : 0u));
@@ -120,12 +119,9 @@ void Connection::flush()
         }
         last_progress_ = Clock::now();
         out_.consume(static_cast<size_t>(count));
-        on_progress();
     }
-    if (out_.empty()) {
-        on_flushed();
-    }
-    if (!closed() && hanging_up_ && out_.empty() && may_end()) {
+    owner_.on_taken();
+    if (!closed() && hanging_up_ && out_.empty()) {
         close_now();
     }
 }
@@ -136,7 +132,7 @@ void Connection::hang_up()
         return;
     }
     hanging_up_ = true;
-    if (peer_gone_ || (!wants_output() && may_end())) {
+    if (peer_gone_ || out_.empty()) {
         close_now();
     } else {
         update_events();

@@ -3,10 +3,11 @@
 #include "sim/port.h"
 #include "sim/values.h"
 
-#include <poll.h>
+#include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -15,6 +16,7 @@ namespace sim {
 namespace {
 
 constexpr size_t MAXIMUM_LINE = 4096;
+constexpr std::string_view ERROR = "error: ";
 
 std::string statistics(const Port &port)
 {
@@ -25,68 +27,27 @@ std::string statistics(const Port &port)
            std::to_string(counts.dropped) + "\nrunning " + (port.running() ? "yes" : "no") + "\n";
 }
 
-bool set_fault(Port &port, std::string_view text, std::string &error)
+// Sends one line and prints its reply. False with a sentence in error.
+bool ask(FILE *connection, const std::string &line, std::string &error)
 {
-    auto blank = std::min(text.find(' '), text.size());
-    return parse_fault(port.faults(), text.substr(0, blank),
-                       text.substr(std::min(blank + 1, text.size())), error);
-}
-
-bool hang_up(Port &port, std::string_view text)
-{
-    Sockets which = text.empty() ? Sockets::Both : parse_sockets(text);
-    if (which == Sockets::None) {
-        return false;
-    }
-    port.hang_up_all(which);
-    return true;
-}
-
-bool change_size(Port &port, std::string_view text)
-{
-    ScreenSize size;
-    if (!parse_size(text, size)) {
-        return false;
-    }
-    port.resize(size);
-    return true;
-}
-
-bool send_all(int fd, std::string_view bytes)
-{
-    while (!bytes.empty()) {
-        ssize_t count = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        pollfd wait{fd, POLLOUT, 0};
-        if (count < 0 && (errno != EAGAIN || poll(&wait, 1, -1) < 0)) {
+    std::string text = line + "\n";
+    bool answered = send(fileno(connection), text.data(), text.size(), MSG_NOSIGNAL) >= 0;
+    char reply[MAXIMUM_LINE];
+    while (answered && fgets(reply, sizeof reply, connection) != nullptr) {
+        if (strcmp(reply, "ok\n") == 0) {
+            return true;
+        }
+        if (strncmp(reply, ERROR.data(), ERROR.size()) == 0) {
+            error = std::string(reply, strcspn(reply, "\n"));
             return false;
         }
-        bytes.remove_prefix(count < 0 ? 0 : static_cast<size_t>(count));
+        fputs(reply, stdout);
     }
-    return true;
+    error = "the port is gone";
+    return false;
 }
 
-// Reads until a whole reply is there; false where the connection ends before.
-bool receive_reply(int fd, std::string &reply)
-{
-    auto whole = [&] {
-        return reply == "ok\n" || reply.ends_with("\nok\n") ||
-               (reply.starts_with("error: ") && reply.ends_with("\n"));
-    };
-    while (!whole()) {
-        char buffer[4096];
-        pollfd wait{fd, POLLIN, 0};
-        poll(&wait, 1, -1);
-        ssize_t count = recv(fd, buffer, sizeof buffer, 0);
-        if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) {
-            return false;
-        }
-        reply.append(buffer, count < 0 ? 0 : static_cast<size_t>(count));
-    }
-    return true;
-}
-
-} // namespace
-
+// Does what a line asks for and returns the whole reply.
 std::string run_control_line(Port &port, std::string_view line)
 {
     auto blank = std::min(line.find(' '), line.size());
@@ -94,33 +55,35 @@ std::string run_control_line(Port &port, std::string_view line)
     auto text = line.substr(std::min(blank + 1, line.size()));
     std::string error = "bad value '" + std::string(text) + "' for " + std::string(command);
     std::string lines;
+    Signals signals;
+    ScreenSize size;
     bool good = true;
     if (command == "signals") {
-        Signals signals;
-        good = parse_signals(text, signals);
-        if (good) {
+        if ((good = parse_signals(text, signals))) {
             change_signals(port.state(), signals);
         }
     } else if (command == "size") {
-        good = change_size(port, text);
+        if ((good = parse_size(text, size))) {
+            port.resize(size);
+        }
     } else if (command == "label") {
         port.state().label = text;
     } else if (command == "escape") {
         good = parse_escape(text, port.state().escape);
     } else if (command == "hangup") {
-        good = hang_up(port, text);
+        port.hang_up_all();
     } else if (command == "say") {
         port.say(text);
-    } else if (command == "fault") {
-        good = set_fault(port, text, error);
     } else if (command == "stats") {
         lines = statistics(port);
     } else {
         good = false;
         error = "unknown command '" + std::string(command) + "'";
     }
-    return good ? lines + "ok\n" : "error: " + error + "\n";
+    return good ? lines + "ok\n" : std::string(ERROR) + error + "\n";
 }
+
+} // namespace
 
 ControlConnection::ControlConnection(Port &port, Loop &loop, Fd fd)
     : port_(port), fd_(std::move(fd))
@@ -159,19 +122,16 @@ int control_main(const std::string &directory, const std::vector<std::string> &l
         fprintf(stderr, "zorvad-sim: cannot connect to %s: %s\n", path.c_str(), strerror(errno));
         return 1;
     }
-    for (const std::string &line : lines) {
-        std::string reply;
-        if (!send_all(fd.get(), line + "\n") || !receive_reply(fd.get(), reply)) {
-            fprintf(stderr, "zorvad-sim: the port is gone\n");
-            return 1;
-        }
-        if (reply.starts_with("error: ")) {
-            fprintf(stderr, "zorvad-sim: %s", reply.c_str());
-            return 1;
-        }
-        fputs(reply.substr(0, reply.size() - std::string("ok\n").size()).c_str(), stdout);
+    fcntl(fd.get(), F_SETFL, 0); // to wait for the replies
+    FILE *connection = fdopen(fd.release(), "r");
+    std::string error;
+    bool good = std::ranges::all_of(
+        lines, [&](const std::string &line) { return ask(connection, line, error); });
+    if (!good) {
+        fprintf(stderr, "zorvad-sim: %s\n", error.c_str());
     }
-    return 0;
+    fclose(connection);
+    return good ? 0 : 1;
 }
 
 } // namespace sim

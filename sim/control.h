@@ -28,9 +28,6 @@ private:
     std::string line_;
 };
 
-// Does what a line asks for and returns the whole reply.
-std::string run_control_line(Port &port, std::string_view line);
-
 // Sends the lines to the control socket in directory and prints the replies. Returns the exit
 // status: 0, or 1 where a line or the connection failed.
 int control_main(const std::string &directory, const std::vector<std::string> &lines);

@@ -8,15 +8,6 @@
 #include <algorithm>
 
 namespace sim {
-namespace {
-
-// How long a client that reads nothing may hold up the end.
-constexpr milliseconds SIGNAL_PATIENCE{2000};
-constexpr milliseconds END_PATIENCE{60'000};
-
-} // namespace
-
-Daemon::Daemon(const Options &options) : options_(options) {}
 
 Daemon::~Daemon()
 {
@@ -47,13 +38,12 @@ bool Daemon::watch_signals()
 
 bool Daemon::open(std::string &error)
 {
-    if (!loop_.usable() || !watch_signals()) {
+    if (!watch_signals()) {
         error = "cannot set up the event loop";
         return false;
     }
     for (const PortOptions &port : options_.ports) {
-        ports_.push_back(
-            std::make_unique<Port>(loop_, options_, port, [this] { check_finished(); }));
+        ports_.push_back(std::make_unique<Port>(loop_, options_, port));
         if (!ports_.back()->open(error)) {
             error = "port " + port.key + ": " + error;
             return false;
@@ -84,7 +74,10 @@ void Daemon::on_signal()
         } else if (shutting_down_) {
             loop_.stop();
         } else {
-            shut_down(SIGNAL_PATIENCE);
+            shutting_down_ = true;
+            for (auto &port : ports_) {
+                port->shut_down();
+            }
         }
     }
 }
@@ -96,22 +89,6 @@ void Daemon::reap()
         for (auto &port : ports_) {
             port->program_ended(process);
         }
-    }
-}
-
-void Daemon::check_finished()
-{
-    auto over = [](auto &port) { return port->finished() || !port->can_finish(); };
-    if (!shutting_down_ && std::ranges::all_of(ports_, over)) {
-        shut_down(END_PATIENCE);
-    }
-}
-
-void Daemon::shut_down(milliseconds patience)
-{
-    shutting_down_ = true;
-    for (auto &port : ports_) {
-        port->shut_down(patience);
     }
 }
 

@@ -7,20 +7,18 @@ namespace sim {
 
 class Daemon {
 public:
-    explicit Daemon(const Options &options);
+    explicit Daemon(const Options &options) : options_(options) {}
     ~Daemon();
 
     // Opens every port. False with a sentence in error.
     bool open(std::string &error);
-    // Serves until a signal, or with --once until every program has ended.
+    // Serves until a signal.
     void run();
 
 private:
     bool watch_signals();
     void on_signal();
     void reap();
-    void check_finished();
-    void shut_down(milliseconds patience);
 
     Options options_;
     Loop loop_;

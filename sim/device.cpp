@@ -91,9 +91,7 @@ Device::~Device()
 std::unique_ptr<Device> start_program(const PortOptions &options, ScreenSize size,
                                       std::string &error)
 {
-    winsize window{};
-    window.ws_col = size.columns;
-    window.ws_row = size.rows;
+    winsize window{.ws_row = size.rows, .ws_col = size.columns};
     int controller = -1;
     int terminal = -1;
     if (openpty(&controller, &terminal, nullptr, nullptr, &window) < 0) {
@@ -170,10 +168,6 @@ std::string device_info(const PortOptions &options, ScreenSize size)
                std::to_string(size.rows);
     case PortKind::Serial:
         return options.target + " " + describe(options.line);
-    case PortKind::Source:
-        return "source " + options.target;
-    case PortKind::Sink:
-        return "sink";
     default:
         return "loop-back";
     }
@@ -202,9 +196,7 @@ void set_break(const Device &device, bool on)
 
 void set_size(const Device &device, ScreenSize size)
 {
-    winsize window{};
-    window.ws_col = size.columns;
-    window.ws_row = size.rows;
+    winsize window{.ws_row = size.rows, .ws_col = size.columns};
     if (device.program > 0) {
         ioctl(device.output.get(), TIOCSWINSZ, &window);
     }

@@ -23,8 +23,6 @@ public:
     Loop(const Loop &) = delete;
     Loop &operator=(const Loop &) = delete;
 
-    // False when the system gave no epoll descriptor.
-    bool usable() const { return static_cast<bool>(epoll_); }
     void run();
     void stop() { stopped_ = true; }
 
@@ -82,7 +80,6 @@ public:
 
     void start(milliseconds delay);
     void stop();
-    bool running() const { return running_; }
 
 private:
     friend class Loop;

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 
 namespace {
 
@@ -12,7 +13,7 @@ constexpr int STATUS_FAILED = 1;
 constexpr int STATUS_USAGE = 2;
 
 // Goes on in a child of its own session; the parent waits until that is ready, prints its process
-// id and ends. Returns the descriptor for the word "ready", -1 where there was no fork.
+// id and ends. Returns the descriptor that tells it, -1 where there was no fork.
 int to_background()
 {
     int ends[2];
@@ -25,8 +26,8 @@ int to_background()
     }
     if (child > 0) {
         close(ends[1]);
-        char word[8];
-        bool ready = read(ends[0], word, sizeof word) > 0;
+        char byte;
+        bool ready = read(ends[0], &byte, 1) == 1;
         if (ready) {
             printf("%d\n", static_cast<int>(child));
         }
@@ -41,30 +42,26 @@ int to_background()
     return ends[1];
 }
 
-void tell_ready(const sim::Options &options)
+// The client has no option for another place.
+void warn_of_place(const std::string &run_directory)
 {
-    constexpr std::string_view ready = "ready\n";
-    if (options.ready_fd >= 0) {
-        (void)!write(options.ready_fd, ready.data(), ready.size()); // nobody may listen
-        close(options.ready_fd);
-        return;
+    constexpr const char *client_looks_in = "/var/run/zorvad";
+    std::error_code ignored;
+    if (!std::filesystem::equivalent(run_directory, client_looks_in, ignored)) {
+        fprintf(stderr, "zorvad-sim: zorvad-client looks in %s alone, not in %s\n", client_looks_in,
+                run_directory.c_str());
     }
-    for (const sim::PortOptions &port : options.ports) {
-        printf("serving %s/%s\n", options.run_directory.c_str(), port.key.c_str());
-    }
-    fputs(ready.data(), stdout);
-    fflush(stdout);
 }
 
-int serve(sim::Options &options)
+int serve(const sim::Options &options)
 {
-    if (options.background && (options.ready_fd = to_background()) < 0) {
-        perror("zorvad-sim");
-        return STATUS_FAILED;
-    }
-    // A program behind a port must not keep it open.
-    if (options.ready_fd >= 0) {
-        fcntl(options.ready_fd, F_SETFD, FD_CLOEXEC);
+    sim::Fd parent;
+    if (options.background) {
+        parent.reset(to_background());
+        if (!parent) {
+            perror("zorvad-sim");
+            return STATUS_FAILED;
+        }
     }
     sim::Daemon daemon(options);
     std::string error;
@@ -72,7 +69,14 @@ int serve(sim::Options &options)
         fprintf(stderr, "zorvad-sim: %s\n", error.c_str());
         return STATUS_FAILED;
     }
-    tell_ready(options);
+    warn_of_place(options.run_directory);
+    for (const sim::PortOptions &port : options.ports) {
+        printf("serving %s/%s\n", options.run_directory.c_str(), port.key.c_str());
+    }
+    puts("ready");
+    fflush(stdout);
+    (void)!write(parent.get(), "", parent ? 1 : 0); // the parent may have been killed
+    parent.reset();
     daemon.run();
     return 0;
 }
@@ -87,6 +91,10 @@ int run(const std::vector<std::string> &arguments)
     }
     if (options.help) {
         fputs(sim::HELP_TEXT, stdout);
+        return 0;
+    }
+    if (options.version) {
+        puts("zorvad-sim " ZORVAD_VERSION);
         return 0;
     }
     if (!options.control_key.empty()) {

@@ -1,7 +1,6 @@
 #include "sim/options.h"
 
 #include <algorithm>
-#include <climits>
 
 namespace sim {
 namespace {
@@ -10,19 +9,9 @@ using Text = const std::string &;
 
 bool set_kind(PortOptions &port, PortKind kind, Text target)
 {
-    bool first = port.kind == PortKind::Unknown;
+    port.kinds++;
     port.kind = kind;
     port.target = target;
-    return first;
-}
-
-bool set_reply(PortOptions &port, Text value)
-{
-    auto equals = value.find('=');
-    if (equals == std::string::npos || equals == 0) {
-        return false;
-    }
-    port.replies[value.substr(0, equals)] = value.substr(equals + 1);
     return true;
 }
 
@@ -33,138 +22,99 @@ bool is_key(Text key)
            ("/" + key + "/").find("/../") == std::string::npos;
 }
 
-// An option of the whole program; value is empty for one without.
-struct GlobalOption {
+bool add_port(Options &options, Text key)
+{
+    bool known = std::ranges::any_of(options.ports, [&](auto &port) { return port.key == key; });
+    options.ports.emplace_back().key = key;
+    return !known && is_key(key);
+}
+
+// An option of the whole program or, with set_port, of the port named before it. The value is empty
+// for one without.
+struct Option {
     const char *name;
     bool has_value;
-    bool (*apply)(Options &options, Text value);
+    bool (*set)(Options &options, Text value);
+    bool (*set_port)(PortOptions &port, Text value) = nullptr;
+    PortKind only_for = PortKind::Unknown; // Unknown: for any port
 };
 
-const GlobalOption GLOBAL_OPTIONS[] = {
+constexpr auto PROGRAM = PortKind::Program;
+constexpr auto SERIAL = PortKind::Serial;
+
+const Option OPTIONS[] = {
     {"help", false, [](Options &o, Text) { return o.help = true; }},
+    {"version", false, [](Options &o, Text) { return o.version = true; }},
     {"run-dir", true, [](Options &o, Text v) { return o.run_directory = v, !v.empty(); }},
     {"mode", true,
      [](Options &o, Text v) { return parse_number(v, 0, 0777, o.socket_mode.emplace(), 8); }},
-    {"ready-fd", true, [](Options &o, Text v) { return parse_number(v, 0, INT_MAX, o.ready_fd); }},
     {"background", false, [](Options &o, Text) { return o.background = true; }},
-    {"once", false, [](Options &o, Text) { return o.once = true; }},
     {"control", true, [](Options &o, Text v) { return o.control_key = v, is_key(v); }},
-    {"port", true,
-     [](Options &o, Text v) {
-         bool known = std::ranges::any_of(o.ports, [&](auto &port) { return port.key == v; });
-         o.ports.emplace_back().key = v;
-         return !known && is_key(v);
-     }},
-};
+    {"port", true, add_port},
 
-// An option of the port named before it.
-struct PortOption {
-    const char *name;
-    bool has_value;
-    bool (*apply)(PortOptions &port, Text value);
-};
-
-constexpr ptrdiff_t KIND_OPTIONS = 5; // the first ones say what is behind the port
-
-const PortOption PORT_OPTIONS[] = {
-    {"exec", true, [](PortOptions &p, Text v) { return set_kind(p, PortKind::Program, v); }},
-    {"device", true, [](PortOptions &p, Text v) { return set_kind(p, PortKind::Serial, v); }},
-    {"loopback", false, [](PortOptions &p, Text v) { return set_kind(p, PortKind::LoopBack, v); }},
-    {"source", true, [](PortOptions &p, Text v) { return set_kind(p, PortKind::Source, v); }},
-    {"sink", false, [](PortOptions &p, Text v) { return set_kind(p, PortKind::Sink, v); }},
-    {"size", true, [](PortOptions &p, Text v) { return parse_size(v, p.size); }},
-    {"term", true, [](PortOptions &p, Text v) { return p.term = v, !v.empty(); }},
-    {"start-now", false, [](PortOptions &p, Text) { return p.start_now = true; }},
-    {"baud", true, [](PortOptions &p, Text v) { return parse_baud(v, p.line); }},
-    {"format", true, [](PortOptions &p, Text v) { return parse_format(v, p.line); }},
-    {"flow", true, [](PortOptions &p, Text v) { return parse_flow(v, p.line); }},
-    {"repeat", true, [](PortOptions &p, Text v) { return parse_number(v, 0, UINT_MAX, p.repeat); }},
-    {"stay", false, [](PortOptions &p, Text) { return p.stay = true; }},
-    {"capture", true, [](PortOptions &p, Text v) { return p.capture = v, !v.empty(); }},
-    {"label", true, [](PortOptions &p, Text v) { return p.label = v, true; }},
-    {"info", true, [](PortOptions &p, Text v) { return p.info = v, true; }},
-    {"escape", true, [](PortOptions &p, Text v) { return parse_escape(v, p.escape); }},
-    {"signals", true, [](PortOptions &p, Text v) { return parse_signals(v, p.signals); }},
-    {"outlet", true, [](PortOptions &p, Text v) { return p.outlets.push_back(v), true; }},
-    {"history", true,
+    {"exec", true, nullptr, [](PortOptions &p, Text v) { return set_kind(p, PROGRAM, v); }},
+    {"device", true, nullptr, [](PortOptions &p, Text v) { return set_kind(p, SERIAL, v); }},
+    {"loopback", false, nullptr,
+     [](PortOptions &p, Text v) { return set_kind(p, PortKind::LoopBack, v); }},
+    {"size", true, nullptr, [](PortOptions &p, Text v) { return parse_size(v, p.size); }, PROGRAM},
+    {"term", true, nullptr, [](PortOptions &p, Text v) { return p.term = v, !v.empty(); }, PROGRAM},
+    {"baud", true, nullptr, [](PortOptions &p, Text v) { return parse_baud(v, p.line); }, SERIAL},
+    {"format", true, nullptr, [](PortOptions &p, Text v) { return parse_format(v, p.line); },
+     SERIAL},
+    {"flow", true, nullptr, [](PortOptions &p, Text v) { return parse_flow(v, p.line); }, SERIAL},
+    {"label", true, nullptr, [](PortOptions &p, Text v) { return p.label = v, true; }},
+    {"info", true, nullptr, [](PortOptions &p, Text v) { return p.info = v, true; }},
+    {"escape", true, nullptr, [](PortOptions &p, Text v) { return parse_escape(v, p.escape); }},
+    {"signals", true, nullptr, [](PortOptions &p, Text v) { return parse_signals(v, p.signals); }},
+    {"outlet", true, nullptr, [](PortOptions &p, Text v) { return p.outlets.push_back(v), true; }},
+    {"history", true, nullptr,
      [](PortOptions &p, Text v) { return parse_number(v, 0, 10'000'000, p.history); }},
-    {"buffer", true,
-     [](PortOptions &p, Text v) { return parse_number(v, 1, INT_MAX, p.client_buffer); }},
-    {"reply", true, set_reply},
 };
 
-// One argument, with its value taken from behind "=" or from the next argument.
-struct Argument {
-    std::string name;
-    std::string value;
-    bool has_value = false;
-};
-
-bool apply_fault(PortOptions &port, const Argument &argument, std::string &error)
+bool apply(Options &options, const Option &option, Text value, std::string &error)
 {
-    std::string name = argument.name.substr(std::string("fault-").size());
-    return parse_fault(port.faults, name, argument.value, error);
-}
-
-bool takes_value(const std::string &name)
-{
-    auto named = [&](const auto &option) { return option.name == name; };
-    if (auto found = std::ranges::find_if(GLOBAL_OPTIONS, named);
-        found != std::end(GLOBAL_OPTIONS)) {
-        return found->has_value;
-    }
-    if (auto found = std::ranges::find_if(PORT_OPTIONS, named); found != std::end(PORT_OPTIONS)) {
-        return found->has_value;
-    }
-    return name.starts_with("fault-") && name != "fault-mute";
-}
-
-bool apply(Options &options, const Argument &argument, std::string &error)
-{
-    auto named = [&](const auto &option) { return option.name == argument.name; };
-    std::string bad = "bad value '" + argument.value + "' for --" + argument.name;
-    if (auto found = std::ranges::find_if(GLOBAL_OPTIONS, named);
-        found != std::end(GLOBAL_OPTIONS)) {
-        if (found->apply(options, argument.value)) {
-            return true;
-        }
-        error = bad;
-        return false;
-    }
-    auto found = std::ranges::find_if(PORT_OPTIONS, named);
-    bool fault = argument.name.starts_with("fault-");
-    if (!fault && found == std::end(PORT_OPTIONS)) {
-        error = "unknown option --" + argument.name;
-        return false;
+    std::string name = std::string("--") + option.name;
+    error = "bad value '" + value + "' for " + name;
+    if (option.set != nullptr) {
+        return option.set(options, value);
     }
     if (options.ports.empty()) {
-        error = "--" + argument.name + " needs a --port before it";
+        error = name + " needs a --port before it";
         return false;
     }
-    if (fault) {
-        return apply_fault(options.ports.back(), argument, error);
+    PortOptions &port = options.ports.back();
+    if (option.only_for != PortKind::Unknown) {
+        port.bound[name] = option.only_for;
     }
-    if (found->apply(options.ports.back(), argument.value)) {
-        return true;
-    }
-    error = found - PORT_OPTIONS < KIND_OPTIONS
-                ? "port " + options.ports.back().key + " has two things behind it"
-                : bad;
-    return false;
+    return option.set_port(port, value);
 }
 
 bool check(const Options &options, std::string &error)
 {
-    if (options.help || !options.control_key.empty()) {
+    error.clear();
+    if (options.help || options.version) {
         return true;
+    }
+    if (!options.control_key.empty()) {
+        if (options.background || options.socket_mode || !options.ports.empty()) {
+            error = "of the options only --run-dir goes with --control";
+        } else if (options.control_lines.empty()) {
+            error = "--control needs a line behind the key";
+        }
+        return error.empty();
     }
     if (options.ports.empty()) {
         error = "no --port given";
     }
     for (const PortOptions &port : options.ports) {
-        if (port.kind == PortKind::Unknown) {
-            error = "port " + port.key +
-                    ": one of --exec, --device, --loopback, --source, --sink is needed";
+        if (port.kinds != 1) {
+            error = "port " + port.key + ": one of --exec, --device, --loopback is needed";
+        }
+        for (const auto &[name, kind] : port.bound) {
+            if (port.kind != kind && error.empty()) {
+                error = "port " + port.key + ": " + name + " goes with " +
+                        (kind == PROGRAM ? "--exec" : "--device") + " only";
+            }
         }
     }
     return error.empty();
@@ -175,30 +125,33 @@ bool check(const Options &options, std::string &error)
 bool parse_options(const std::vector<std::string> &arguments, Options &options, std::string &error)
 {
     for (size_t i = 0; i < arguments.size(); i++) {
-        Argument argument{arguments[i]};
-        if (!argument.name.starts_with("--")) {
-            if (!options.control_key.empty()) {
-                options.control_lines.push_back(argument.name);
-                continue;
-            }
-            error = "unexpected argument '" + argument.name + "'";
-            return false;
-        }
-        argument.name.erase(0, 2);
-        if (auto equals = argument.name.find('='); equals != std::string::npos) {
-            argument.value = argument.name.substr(equals + 1);
-            argument.name.resize(equals);
-            argument.has_value = true;
-        }
-        if (takes_value(argument.name) != argument.has_value) {
-            if (argument.has_value || ++i == arguments.size()) {
-                error = "--" + argument.name +
-                        (argument.has_value ? " takes no value" : " needs a value");
+        Text argument = arguments[i];
+        if (!argument.starts_with("--")) {
+            if (options.control_key.empty()) {
+                error = "unexpected argument '" + argument + "'";
                 return false;
             }
-            argument.value = arguments[i];
+            options.control_lines.push_back(argument);
+            continue;
         }
-        if (!apply(options, argument, error)) {
+        auto equals = argument.find('=');
+        bool has_value = equals != std::string::npos;
+        std::string name = argument.substr(0, equals);
+        std::string value = has_value ? argument.substr(equals + 1) : "";
+        auto option = std::ranges::find(OPTIONS, name.substr(2), &Option::name);
+        if (option == std::end(OPTIONS)) {
+            error = "unknown option " + name;
+            return false;
+        }
+        if (option->has_value && !has_value && i + 1 < arguments.size()) {
+            value = arguments[++i];
+            has_value = true;
+        }
+        if (option->has_value != has_value) {
+            error = name + (has_value ? " takes no value" : " needs a value");
+            return false;
+        }
+        if (!apply(options, *option, value, error)) {
             return false;
         }
     }

@@ -12,7 +12,8 @@
 namespace sim {
 namespace {
 
-constexpr milliseconds KICK_PATIENCE{2000};
+// How long a client that reads nothing may hold up its end.
+constexpr milliseconds PATIENCE{2000};
 constexpr milliseconds ACCEPT_RETRY{100};
 constexpr milliseconds SIGNAL_INTERVAL{200};
 constexpr milliseconds BREAK_LENGTH{250};
@@ -25,28 +26,15 @@ pid_t peer_process(int fd)
     return credentials.pid;
 }
 
-bool read_file(const std::string &path, std::string &text)
-{
-    Fd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    char buffer[1 << 16];
-    ssize_t count = -1;
-    while (file && (count = read(file.get(), buffer, sizeof buffer)) > 0) {
-        text.append(buffer, static_cast<size_t>(count));
-    }
-    return count == 0;
-}
-
 } // namespace
 
-Port::Port(Loop &loop, const Options &options, const PortOptions &port_options,
-           std::function<void()> on_finished)
-    : loop_(loop), program_options_(options), options_(port_options),
-      on_finished_(std::move(on_finished)), state_(port_options.history),
+Port::Port(Loop &loop, const Options &options, const PortOptions &port_options)
+    : loop_(loop), program_options_(options), options_(port_options), state_(port_options.history),
       accept_timer_(loop,
                     [this] {
-                        data_listener_.set_events(EPOLLIN);
-                        command_listener_.set_events(EPOLLIN);
-                        control_listener_.set_events(EPOLLIN);
+                        for (Listener &listener : listeners_) {
+                            listener.watch.set_events(EPOLLIN);
+                        }
                     }),
       lag_timer_(loop, [this] { update_flow(); }),
       end_timer_(loop, [this] { check_program_end(); }),
@@ -65,25 +53,13 @@ Port::Port(Loop &loop, const Options &options, const PortOptions &port_options,
 
 bool Port::listen(std::string &error)
 {
-    struct Listener {
-        const char *name;
-        Fd &socket;
-        Watch &watch;
-        Sockets which;
-    };
-    const Listener listeners[] = {
-        {"ctl.sck", control_socket_, control_listener_, Sockets::None},
-        {"cmd.sck", command_socket_, command_listener_, Sockets::Command},
-        {"data.sck", data_socket_, data_listener_, Sockets::Data},
-    };
-    for (const Listener &listener : listeners) {
+    constexpr const char *names[] = {"ctl.sck", "cmd.sck", "data.sck"};
+    for (Listener &listener : listeners_) {
         // Whoever may set a port's signals may also hang up its users: the mode is not for it.
-        bool control = listener.which == Sockets::None;
-        listener.socket =
-            endpoint_.listen(listener.name, control ? 0600 : program_options_.socket_mode, error);
-        if (!listener.socket ||
-            !listener.watch.start(loop_, listener.socket.get(), EPOLLIN,
-                                  [this, which = listener.which](uint32_t) { accept(which); })) {
+        auto mode = listener.which == Socket::Control ? 0600 : program_options_.socket_mode;
+        listener.fd = endpoint_.listen(names[static_cast<size_t>(listener.which)], mode, error);
+        if (!listener.fd || !listener.watch.start(loop_, listener.fd.get(), EPOLLIN,
+                                                  [&](uint32_t) { accept(listener); })) {
             return false;
         }
     }
@@ -95,50 +71,34 @@ bool Port::open(std::string &error)
     if (!endpoint_.open(program_options_.run_directory + "/" + options_.key, error)) {
         return false;
     }
-    if (options_.kind == PortKind::Source &&
-        !source_.open(options_.target, options_.repeat, error)) {
-        return false;
-    }
-    if (!options_.capture.empty()) {
-        capture_.reset(
-            ::open(options_.capture.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-        if (!capture_) {
-            error = "cannot write " + options_.capture + ": " + strerror(errno);
-            return false;
-        }
-    }
     // A program waits for its first client, who then sees all of its output.
-    if ((options_.kind != PortKind::Program || options_.start_now) && !open_device(error)) {
+    if (options_.kind != PortKind::Program && !open_device(error)) {
         return false;
     }
     return listen(error);
 }
 
-bool Port::accept(Sockets which)
+bool Port::accept(const Listener &listener)
 {
-    int listener = which == Sockets::None   ? control_socket_.get()
-                   : which == Sockets::Data ? data_socket_.get()
-                                            : command_socket_.get();
-    Fd fd(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    Fd fd(accept4(listener.fd.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!fd) {
-        if (errno != EMFILE && errno != ENFILE && errno != ENOMEM && errno != ENOBUFS) {
-            return false;
+        if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) {
+            for (Listener &resting : listeners_) {
+                resting.watch.set_events(0);
+            }
+            accept_timer_.start(ACCEPT_RETRY);
         }
-        data_listener_.set_events(0);
-        command_listener_.set_events(0);
-        control_listener_.set_events(0);
-        accept_timer_.start(ACCEPT_RETRY);
         return false;
     }
-    if (which == Sockets::None) {
+    if (listener.which == Socket::Control) {
         controls_.push_back(std::make_unique<ControlConnection>(*this, loop_, std::move(fd)));
     } else {
-        attach(which, std::move(fd));
+        attach(listener.which, std::move(fd));
     }
     return true;
 }
 
-Client &Port::client_of(Sockets which, pid_t process)
+Client &Port::client_of(Socket which, pid_t process)
 {
     for (auto &client : clients_) {
         if (client->lacks(which, process)) {
@@ -149,10 +109,10 @@ Client &Port::client_of(Sockets which, pid_t process)
     return *clients_.emplace_back(std::make_unique<Client>(*this, loop_, process, session));
 }
 
-void Port::attach(Sockets which, Fd fd)
+void Port::attach(Socket which, Fd fd)
 {
     Client &client = client_of(which, peer_process(fd.get()));
-    if (which == Sockets::Command) {
+    if (which == Socket::Command) {
         if (!client.attach_command(std::move(fd))) {
             client.drop();
         }
@@ -163,11 +123,11 @@ void Port::attach(Sockets which, Fd fd)
         return;
     }
     std::string error;
-    if (!running() && (finished_ || !open_device(error))) {
+    if (!running() && (shutting_down_ || !open_device(error))) {
         if (!error.empty()) {
             fprintf(stderr, "zorvad-sim: port %s: %s\n", options_.key.c_str(), error.c_str());
         }
-        client.hang_up(KICK_PATIENCE);
+        client.hang_up(PATIENCE);
     }
 }
 
@@ -175,7 +135,7 @@ void Port::disconnect(Session &session)
 {
     for (auto &client : clients_) {
         if (&client->session() == &session) {
-            client->hang_up(KICK_PATIENCE);
+            client->hang_up(PATIENCE);
         }
     }
 }
@@ -199,58 +159,24 @@ void Port::sweep()
     }
 }
 
-void Port::shut_down(milliseconds patience)
+void Port::shut_down()
 {
-    finished_ = true;
+    shutting_down_ = true;
     // Those who have connected but were not seen yet get an end of file, not an error.
-    while (accept(Sockets::Data) || accept(Sockets::Command)) {
+    for (Listener &listener : listeners_) {
+        while (listener.which != Socket::Control && accept(listener)) {
+        }
+        listener.watch.stop();
     }
-    data_listener_.stop();
-    command_listener_.stop();
-    control_listener_.stop();
     accept_timer_.stop();
     close_device();
-    for (auto &client : clients_) {
-        client->hang_up(patience);
-    }
-}
-
-bool Port::can_finish() const
-{
-    return options_.kind == PortKind::Program || options_.kind == PortKind::Source;
-}
-
-void Port::source_sent(Client &client)
-{
-    if (options_.stay) {
-        return;
-    }
-    client.hang_up(std::nullopt);
-    finished_ = program_options_.once;
-    if (finished_) {
-        on_finished_();
-    }
+    hang_up_all();
 }
 
 std::string Port::answer_request(Client &client, const json_object *request)
 {
     counts_.commands++;
-    std::string reply = answer(state_, client.session(), request, actions_);
-    std::string own;
-    return reply_from_file(command_name(request), own) ? own : reply;
-}
-
-bool Port::reply_from_file(const std::string &command, std::string &reply)
-{
-    auto found = options_.replies.find(command);
-    if (found == options_.replies.end()) {
-        return false;
-    }
-    if (read_file(found->second, reply)) {
-        return true;
-    }
-    fprintf(stderr, "zorvad-sim: cannot read %s\n", found->second.c_str());
-    return false;
+    return answer(state_, client.session(), request, actions_);
 }
 
 void Port::poll_signals()
@@ -287,14 +213,10 @@ void Port::resize(ScreenSize size)
     }
 }
 
-void Port::hang_up_all(Sockets which)
+void Port::hang_up_all()
 {
     for (auto &client : clients_) {
-        if (which == Sockets::Both) {
-            client->hang_up(KICK_PATIENCE);
-        } else {
-            client->hang_up(which);
-        }
+        client->hang_up(PATIENCE);
     }
 }
 

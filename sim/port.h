@@ -11,26 +11,22 @@
 #include "sim/control.h"
 #include "sim/device.h"
 #include "sim/endpoint.h"
-#include "sim/source.h"
 
+#include <array>
 #include <list>
 
 namespace sim {
 
 struct PortCounts {
     uint64_t input = 0;  // bytes from clients
-    uint64_t output = 0; // bytes of the device, or of the source to all clients
+    uint64_t output = 0; // bytes of the device
     uint64_t commands = 0;
     uint64_t dropped = 0; // clients disconnected for not reading
 };
 
 class Port {
 public:
-    // on_finished is called when the program has ended, or the source was sent, for good.
-    Port(Loop &loop, const Options &options, const PortOptions &port_options,
-         std::function<void()> on_finished);
-    Port(const Port &) = delete;
-    Port &operator=(const Port &) = delete;
+    Port(Loop &loop, const Options &options, const PortOptions &port_options);
 
     // False with a sentence in error.
     bool open(std::string &error);
@@ -38,44 +34,44 @@ public:
     // Lets go of clients that have left; called outside of all callbacks.
     void sweep();
     // Takes no more clients and hangs up those that are there.
-    void shut_down(milliseconds patience);
+    void shut_down();
     bool idle() const { return clients_.empty(); }
-    bool can_finish() const;
-    bool finished() const { return finished_; }
 
     // For the connections.
-    const Source *source() const { return source_.bytes().empty() ? nullptr : &source_; }
     bool input_blocked() const { return !input_queue_.empty(); }
     void from_client(std::string_view bytes);
     void output_moved();
-    void count_output(size_t count) { counts_.output += count; }
-    void source_sent(Client &client);
     std::string answer_request(Client &client, const json_object *request);
-    const Faults &faults() const { return options_.faults; }
 
     // For the control socket.
     PortState &state() { return state_; }
-    Faults &faults() { return options_.faults; }
     const PortCounts &counts() const { return counts_; }
     size_t client_count() const;
     bool running() const { return device_ != nullptr; }
     void resize(ScreenSize size);
-    void hang_up_all(Sockets which);
+    void hang_up_all();
     void say(std::string_view bytes);
 
 private:
     bool listen(std::string &error);
+    struct Listener {
+        Socket which;
+        Fd fd = {};
+        Watch watch = {};
+    };
+
     // False when there is nobody to accept.
-    bool accept(Sockets which);
-    void attach(Sockets which, Fd fd);
-    Client &client_of(Sockets which, pid_t process);
+    bool accept(const Listener &listener);
+    void attach(Socket which, Fd fd);
+    Client &client_of(Socket which, pid_t process);
     void disconnect(Session &session);
-    bool reply_from_file(const std::string &command, std::string &reply);
     void poll_signals();
     void send_break();
 
     bool open_device(std::string &error);
     void close_device();
+    // Input may be taken again, or no longer.
+    void update_clients();
     void device_ended();
     void check_program_end();
     void read_device();
@@ -87,22 +83,18 @@ private:
     Loop &loop_;
     const Options &program_options_;
     PortOptions options_;
-    std::function<void()> on_finished_;
     PortState state_;
     PortActions actions_;
     PortCounts counts_;
-    bool finished_ = false;
+    bool shutting_down_ = false;
 
     Endpoint endpoint_;
-    Fd data_socket_, command_socket_, control_socket_;
-    Watch data_listener_, command_listener_, control_listener_;
+    std::array<Listener, 3> listeners_{{{Socket::Control}, {Socket::Command}, {Socket::Data}}};
     Timer accept_timer_; // runs while there are no descriptors for more clients
     std::list<std::unique_ptr<Client>> clients_;
     std::list<std::unique_ptr<ControlConnection>> controls_;
 
     std::unique_ptr<Device> device_;
-    Source source_;
-    Fd capture_;
     Watch output_watch_, input_watch_;
     ByteQueue input_queue_; // while it holds bytes, no client is read
     bool paused_ = false;

@@ -14,6 +14,8 @@ namespace {
 constexpr size_t READ_SIZE = 64 << 10;
 // The device rests while even the fastest client has more than this to read.
 constexpr size_t HIGH_WATER = 64 << 10;
+// How far a client that does not read may fall behind another one before it is disconnected.
+constexpr size_t CLIENT_BUFFER = 8 << 20;
 // A client past its buffer counts as reading when it did so within this time.
 constexpr milliseconds READING_PATIENCE{500};
 constexpr milliseconds LAG_CHECK{100};
@@ -30,10 +32,8 @@ bool Port::open_device(std::string &error)
         device = start_program(options_, options_.size, error);
     } else if (options_.kind == PortKind::Serial) {
         device = open_serial(options_, error);
-    } else if (options_.kind == PortKind::LoopBack) {
-        device = open_loop_back(error);
     } else {
-        return true;
+        device = open_loop_back(error);
     }
     if (!device) {
         return false;
@@ -64,6 +64,11 @@ void Port::close_device()
     signal_timer_.stop();
     device_.reset();
     input_queue_.clear();
+    update_clients();
+}
+
+void Port::update_clients()
+{
     for (auto &client : clients_) {
         if (client->data() != nullptr) {
             client->data()->update_events();
@@ -80,10 +85,6 @@ void Port::device_ended()
     close_device();
     for (auto &client : clients_) {
         client->hang_up(std::nullopt);
-    }
-    if (can_finish() && program_options_.once && !finished_) {
-        finished_ = true;
-        on_finished_();
     }
 }
 
@@ -138,7 +139,7 @@ void Port::deliver(std::string_view bytes)
     state_.history.received(bytes, now_milliseconds());
     bool waiting = false;
     for (auto &client : clients_) {
-        DataConnection *data = client->data();
+        Connection *data = client->data();
         if (data == nullptr || !data->takes_output()) {
             continue;
         }
@@ -164,8 +165,8 @@ bool Port::must_pause()
 
     bool lagging = false;
     for (auto &client : clients_) {
-        DataConnection *data = client->data();
-        if (data == nullptr || !data->takes_output() || data->waiting() <= options_.client_buffer ||
+        Connection *data = client->data();
+        if (data == nullptr || !data->takes_output() || data->waiting() <= CLIENT_BUFFER ||
             data->waiting() == least) {
             continue;
         }
@@ -205,13 +206,6 @@ void Port::from_client(std::string_view bytes)
 {
     counts_.input += bytes.size();
     state_.history.sent(bytes, now_milliseconds());
-    for (auto rest = bytes; capture_ && !rest.empty();) {
-        ssize_t count = write(capture_.get(), rest.data(), rest.size());
-        if (count <= 0) {
-            break;
-        }
-        rest.remove_prefix(static_cast<size_t>(count));
-    }
     if (device_ == nullptr) {
         return;
     }
@@ -234,11 +228,7 @@ void Port::write_device()
         }
     }
     input_watch_.set_events(blocked ? EPOLLOUT : 0u);
-    for (auto &client : clients_) {
-        if (client->data() != nullptr) {
-            client->data()->update_events();
-        }
-    }
+    update_clients();
 }
 
 } // namespace sim

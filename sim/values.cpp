@@ -1,5 +1,6 @@
 #include "sim/values.h"
 
+#include <algorithm>
 #include <climits>
 
 namespace sim {
@@ -59,14 +60,9 @@ bool parse_signals(std::string_view text, Signals &signals)
     while (!text.empty()) {
         auto end = std::min(text.find_first_of(", "), text.size());
         auto name = text.substr(0, end);
-        if (name == "dcd") {
-            parsed.dcd = true;
-        } else if (name == "dsr") {
-            parsed.dsr = true;
-        } else if (name == "ri") {
-            parsed.ri = true;
-        } else if (name == "cts") {
-            parsed.cts = true;
+        auto known = std::ranges::find(SIGNAL_NAMES, name, &SignalName::name);
+        if (known != std::end(SIGNAL_NAMES)) {
+            parsed.*known->line = true;
         } else if (!name.empty() && name != "none") {
             return false;
         }
@@ -115,12 +111,8 @@ bool parse_baud(std::string_view text, LineSettings &settings)
 
 speed_t termios_speed(unsigned baud)
 {
-    for (const Rate &rate : RATES) {
-        if (rate.baud == baud) {
-            return rate.speed;
-        }
-    }
-    return B0;
+    auto rate = std::ranges::find(RATES, baud, &Rate::baud);
+    return rate == std::end(RATES) ? B0 : rate->speed;
 }
 
 std::string describe(const LineSettings &settings)

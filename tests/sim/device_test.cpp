@@ -54,9 +54,13 @@ TEST(SimProgram, EndsThoughAChildKeepsTheTerminal)
 
 TEST(SimProgram, RunsIntoTheHistoryWithoutClients)
 {
-    Simulator simulator({"--port", "p", "--start-now", "--exec",
+    Simulator simulator({"--port", "p", "--exec",
                          "yes 0123456789 | head -n 200000; echo the end; read x", "--history",
                          "50"});
+    {
+        Client starts_it(simulator, "p");
+        simulator.wait_for_stats("p", "running yes");
+    }
     simulator.wait_for_stats("p", "output 2400009");
     Connection asks(simulator.path("p/cmd.sck"));
     EXPECT_TRUE(asks.send(R"({"cmd":"SCROLLBACK"})"));

@@ -64,5 +64,34 @@ TEST(SimSession, ConnectionsArePairedByProcess)
     EXPECT_TRUE(contains(command.receive_until("}}"), R"("users":"ours")"));
 }
 
+TEST(SimSession, APortAsItsOptionsAndControlLinesSay)
+{
+    Simulator simulator({"--port", "p", "--loopback", "--label", "a\"\x1b/\xff", "--escape=^]",
+                         "--outlet", "1", "--outlet=2"});
+    Client client(simulator, "p");
+    EXPECT_EQ(client.command("PORT_INFO"),
+              R"({"label":"a\"\u001b/)"
+              "\xEF\xBF\xBD"
+              R"(","users":"unknown","info":"loop-back","escape":29,)"
+              R"("signals":{"dcd":false,"dsr":false,"ri":false,"cts":false},)"
+              R"("outlets":["1","2"]})");
+    EXPECT_EQ(simulator.control("p", "say unasked"), "");
+    EXPECT_EQ(client.command_socket.receive(7), "unasked");
+    for (const char *line : {"signals dcd ri", "label Lab 2", "escape 1"}) {
+        EXPECT_EQ(simulator.control("p", line), "");
+    }
+    EXPECT_TRUE(contains(client.command("PORT_INFO"),
+                         R"({"label":"Lab 2","users":"unknown","info":"loop-back","escape":1,)"
+                         R"("signals":{"dcd":true,"dsr":false,"ri":true,"cts":false})"));
+    EXPECT_EQ(simulator.control("p", "hangup"), "");
+    EXPECT_EQ(client.command_socket.receive_all(), "");
+    EXPECT_TRUE(client.command_socket.ended());
+    EXPECT_TRUE(client.ends());
+
+    EXPECT_EQ(simulator.control("p", "smoke"), "zorvad-sim: error: unknown command 'smoke'\n");
+    EXPECT_EQ(simulator.control("p", "size 80"), "zorvad-sim: error: bad value '80' for size\n");
+    EXPECT_NE(simulator.control("q", "stats").find("cannot connect to"), std::string::npos);
+}
+
 } // namespace
 } // namespace sim_test
