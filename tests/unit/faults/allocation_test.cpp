@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -77,6 +78,7 @@ int run_in_child(void (*session)(int fail_at), int fail_at)
     }
     int status = 0;
     EXPECT_EQ(child, waitpid(child, &status, 0));
+    std::filesystem::remove_all(Connected::directory_of(child, 0));
     return status;
 }
 
@@ -135,8 +137,9 @@ void terminal_ui_session(int fail_at)
         ui.resize(30, 10);
         type_and_answer(ui, "\005q");
         EXPECT_TRUE(zorvad.quit);
-    } catch (const std::exception &) {
-        EXPECT_TRUE(allocation_has_failed()); // no session without memory for its start
+    } catch (const std::exception &error) {
+        EXPECT_TRUE(allocation_has_failed())
+            << error.what(); // no session without memory for its start
     }
 }
 
@@ -160,8 +163,8 @@ void basic_session(int fail_at)
         basic.type("\005q");
         // A key that could not be read for want of memory is read later.
         EXPECT_TRUE(run_until([] { return zorvad.quit != 0; }));
-    } catch (const std::exception &) {
-        EXPECT_TRUE(allocation_has_failed());
+    } catch (const std::exception &error) {
+        EXPECT_TRUE(allocation_has_failed()) << error.what();
     }
 }
 

@@ -1,6 +1,7 @@
 #include "unit/support/connected.h"
 
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 
@@ -75,11 +76,17 @@ void send_all(int descriptor, const std::string &bytes)
     }
 }
 
+std::string Connected::directory_of(int process, int number)
+{
+    return "/var/run/zorvad/unit-" + std::to_string(process) + "-" + std::to_string(number);
+}
+
 Connected::Connected()
 {
     static int number;
-    const std::string key = "unit-" + std::to_string(getpid()) + "-" + std::to_string(number++);
-    directory = "/var/run/zorvad/" + key;
+    directory = directory_of(getpid(), number++);
+    const std::string key = directory.substr(strlen("/var/run/zorvad/"));
+    std::filesystem::remove_all(directory); // of a process before that did not end by itself
     std::filesystem::create_directories(directory);
     const int cmd_listener = listen_at(directory + "/cmd.sck");
     const int data_listener = listen_at(directory + "/data.sck");

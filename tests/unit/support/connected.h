@@ -21,6 +21,9 @@ struct Connected {
     // Errors go to standard error, as log lines do with ULOG_STDIO.
     static inline bool log_errors = false;
 
+    // Where a process has the sockets of its number-th link, counted from 0.
+    static std::string directory_of(int process, int number);
+
     // Makes the sockets, connects and accepts.
     Connected();
     // Closes everything and leaves the connection as it was at the start.
