@@ -16,9 +16,6 @@ ReadGate typed_input;
 
 namespace {
 
-// Typed bytes handled in one go before port output gets its turn.
-constexpr int32_t TYPED_TURN = 256 * 1024;
-
 struct Console {
     bool is_terminal; // standard input is one
     volatile bool is_raw;
@@ -134,7 +131,7 @@ void basic_streams_init()
     in.notify_state = basic_stdin_state_cb;
     ustream_fd_init(&stdin_stream, STDIN_FILENO);
 
-    read_gate_init(typed_input, stdin_stream, TYPED_TURN);
+    read_gate_init(typed_input, stdin_stream);
     zorvad.on_port_drained = on_port_drained;
     console.first_read.cb = read_unwatched_input;
     uloop_timeout_set(&console.first_read, 0);

@@ -121,6 +121,7 @@ void write_whole_chunk(std::string_view bytes)
 void basic_stdin_read_cb(ustream *stream, int available)
 {
     ulog(LOG_INFO, "Read (from stdin) callback %d bytes available\n", available);
+    read_gate_enter(typed_input);
     bool escape_seen = false; // in a chunk of this notification
     int length = 0;
     while (const char *chunk = ustream_get_read_buf(stream, &length)) {

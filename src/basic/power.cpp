@@ -15,8 +15,6 @@
 namespace {
 
 constexpr char POWER_SCRIPT[] = "/bin/rpc-cmd.js";
-// Script output handled in one go before the keyboard gets its turn.
-constexpr int32_t SCRIPT_TURN = 64 * 1024;
 // Script output read after its end: what a pipe holds at most, as a grandchild may go on writing.
 constexpr int SCRIPT_REST = 1024 * 1024;
 
@@ -71,7 +69,7 @@ void open_streams(int in, int out)
     output.notify_state = ignore_state;
     output.string_data = true;
     script_output = ReadGate{};
-    read_gate_init(script_output, power_out, SCRIPT_TURN);
+    read_gate_init(script_output, power_out);
     ustream_fd_init(&power_out, out);
     console_set_script_output(&script_output);
 }
@@ -158,6 +156,7 @@ void power_input_hook(const char *chunk, int32_t)
 
 void power_output_cb(ustream *stream, int)
 {
+    read_gate_enter(script_output);
     int length = 0;
     console_take_flags();
     while (const char *chunk = ustream_get_read_buf(stream, &length)) {

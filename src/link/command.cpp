@@ -164,6 +164,7 @@ void cmd_notify_read(ustream *stream, int)
         }
         return;
     }
+    read_gate_enter(connection->replies);
     int length = 0;
     while (const char *bytes = ustream_get_read_buf(stream, &length)) {
         if (!list_empty(&connection->commands)) {

@@ -15,23 +15,57 @@ DaemonConnection zorvad;
 
 namespace {
 
-// Port output handled in one go before the keyboard and the daemon's replies get their turn.
-constexpr int32_t PORT_OUTPUT_TURN = 256 * 1024;
-// The same of replies, which cost more.
-constexpr int32_t REPLIES_TURN = 64 * 1024;
+// A piece of port output where control bytes are counted, and what they are counted in first.
+constexpr int32_t PIECE = 4096;
+constexpr int32_t BLOCK = 64;
+
+int32_t controls_in(const char *bytes, int32_t length)
+{
+    int32_t count = 0;
+    for (int32_t i = 0; i < length; i++) {
+        count += static_cast<unsigned char>(bytes[i]) < 0x20;
+    }
+    return count;
+}
+
+// The length of the next piece, which ends in front of a control byte where it has its number of
+// them: one line feed or one sequence may be a lot of work.
+int32_t piece_length(const char *bytes, int32_t length, int32_t controls)
+{
+    if (controls == 0) {
+        return length;
+    }
+    length = std::min(length, PIECE);
+    int32_t at = 0;
+    while (at < length) {
+        const int32_t block = std::min(BLOCK, length - at);
+        const int32_t count = controls_in(bytes + at, block);
+        if (count > controls) {
+            break;
+        }
+        controls -= count;
+        at += block;
+    }
+    while (at < length && (controls > 0 || controls_in(bytes + at, 1) == 0)) {
+        controls -= controls_in(bytes + at, 1);
+        at++;
+    }
+    return at;
+}
 
 void data_notify_read(ustream *stream, int available)
 {
     DaemonConnection *connection = container_of(stream, DaemonConnection, data_stream.stream);
     ulog(LOG_INFO, "Read callback %d bytes available\n", available);
     ReadGate &gate = connection->port_output;
+    read_gate_enter(gate);
     int length = 0;
     while (const char *bytes = ustream_get_read_buf(stream, &length)) {
-        const int piece = std::min(length, gate.turn_limit);
+        const int piece = piece_length(bytes, length, connection->piece_controls);
         connection->output_sink(bytes, piece);
         ustream_consume(stream, piece);
         read_gate_count(gate, piece);
-        if (piece < length && gate.holds != 0) {
+        if (gate.holds != 0) {
             return; // the gate hands on the rest
         }
     }
@@ -106,7 +140,7 @@ int daemon_connect(DaemonConnection &connection, const char *port)
         ulog(LOG_ERR, "Could not create command connection\n");
         return -1;
     }
-    read_gate_init(connection.replies, connection.cmd_stream, REPLIES_TURN);
+    read_gate_init(connection.replies, connection.cmd_stream);
     ustream &data = connection.data_stream.stream;
     data.notify_read = data_notify_read;
     data.notify_write = data_notify_write;
@@ -120,7 +154,7 @@ int daemon_connect(DaemonConnection &connection, const char *port)
         close(connection.cmd_stream.fd.fd);
         return -1;
     }
-    read_gate_init(connection.port_output, connection.data_stream, PORT_OUTPUT_TURN);
+    read_gate_init(connection.port_output, connection.data_stream);
     gettimeofday(&connection.connected_at, nullptr);
     connection.escape_char = DEFAULT_ESCAPE_CHAR;
     return 0;

@@ -32,6 +32,7 @@ struct DaemonConnection {
     uint8_t ending;                // what is on its way still goes on, nothing new begins
     ReadGate port_output;          // when data_stream may read
     ReadGate replies;              // when cmd_stream may read
+    int32_t piece_controls;        // control bytes in one call of output_sink; 0 for any number
     void (*on_port_drained)(void); // what was typed is on its way to the port; set by the front end
     uloop_fd cmd_hangup;           // watches cmd.sck while cmd_stream's full buffer keeps it blind
     size_t command_count;          // the length of commands

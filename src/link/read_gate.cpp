@@ -2,21 +2,22 @@
 
 #include <fcntl.h>
 
+#include "link/clock.h"
+
 namespace {
 
 void begin_turn(uloop_timeout *timer)
 {
     ReadGate *gate = container_of(timer, ReadGate, next_turn);
-    gate->turn_bytes = 0;
+    gate->spent_us = 0;
     read_gate_release(*gate, HOLD_TURN);
 }
 
 } // namespace
 
-void read_gate_init(ReadGate &gate, ustream_fd &source, int32_t turn_limit)
+void read_gate_init(ReadGate &gate, ustream_fd &source)
 {
     gate.source = &source;
-    gate.turn_limit = turn_limit;
     gate.next_turn.cb = begin_turn;
 }
 
@@ -49,11 +50,18 @@ void read_gate_release(ReadGate &gate, ReadHold reason)
     }
 }
 
+void read_gate_enter(ReadGate &gate)
+{
+    gate.since_us = monotonic_us();
+}
+
 void read_gate_count(ReadGate &gate, int32_t bytes)
 {
+    const int64_t now = monotonic_us();
     gate.bytes += bytes;
-    gate.turn_bytes += bytes;
-    if (gate.turn_bytes >= gate.turn_limit && (gate.holds & HOLD_TURN) == 0) {
+    gate.spent_us += now - gate.since_us;
+    gate.since_us = now;
+    if (gate.spent_us >= TURN_US && (gate.holds & HOLD_TURN) == 0) {
         read_gate_hold(gate, HOLD_TURN);
         uloop_timeout_set(&gate.next_turn, 0);
     }

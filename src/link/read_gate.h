@@ -1,11 +1,14 @@
 // Decides when a stream may read. A source is held while its sink has too much waiting, and for one
-// turn of the loop after each turn_limit bytes: the streams read until nothing is left, so a source
-// that never runs dry would keep everything else waiting.
+// turn of the loop once its bytes have taken TURN_US to handle: the streams read until nothing is
+// left, so a source that never runs dry would keep everything else waiting.
 #pragma once
 
 #include <stdint.h>
 
 #include "dep/ubox.h"
+
+// How long anything that comes piece by piece is handled before all else gets its turn.
+constexpr int64_t TURN_US = 500;
 
 // Why a source is held; several may hold it at once.
 enum ReadHold : uint8_t {
@@ -18,15 +21,15 @@ enum ReadHold : uint8_t {
 
 struct ReadGate {
     ustream_fd *source;
-    uint8_t holds;      // ReadHold bits
-    int32_t turn_limit; // bytes
-    int32_t turn_bytes; // read since the last turn began
-    int64_t bytes;      // read in all
+    uint8_t holds;    // ReadHold bits
+    int64_t bytes;    // read in all
+    int64_t spent_us; // on handling what was read since the last turn began
+    int64_t since_us; // what is being handled now
     uloop_timeout next_turn;
 };
 
-// Before source's read callback runs for the first time. turn_limit is in bytes.
-void read_gate_init(ReadGate &gate, ustream_fd &source, int32_t turn_limit);
+// Before source's read callback runs for the first time.
+void read_gate_init(ReadGate &gate, ustream_fd &source);
 
 // Keeps the source from reading until every reason that held it is released.
 void read_gate_hold(ReadGate &gate, ReadHold reason);
@@ -35,7 +38,9 @@ void read_gate_hold(ReadGate &gate, ReadHold reason);
 // loop cannot watch (a file) or whose end it has reported already.
 void read_gate_release(ReadGate &gate, ReadHold reason);
 
-// To be called by the source's read callback for every chunk it handled.
+// To be called by the source's read callback at its beginning, and for every piece it has handled,
+// after which the source may be held.
+void read_gate_enter(ReadGate &gate);
 void read_gate_count(ReadGate &gate, int32_t bytes);
 
 // Reads what there is: from a source that the loop does not watch, or ahead of its next event.

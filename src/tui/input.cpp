@@ -18,8 +18,8 @@
 
 namespace {
 
-// Events handled in one go before port output gets its turn.
-constexpr int EVENTS_A_TURN = 4096;
+// How long keys typed before the end are taken.
+constexpr int64_t LAST_TURN_US = 100000;
 
 uloop_fd terminal_watch;
 uloop_fd resize_watch;
@@ -243,23 +243,29 @@ void pause_reading(bool pause)
     (void)uloop_fd_add(&terminal_watch, pause ? flags | ULOOP_EDGE_TRIGGER : flags);
 }
 
-// Handles every complete event that termbox2 holds or can read, up to a turn's share. A new size is
-// taken even while the port is stuck, with the few keys that termbox2 gives out before it.
-void handle_events(bool resized)
+void forget_cut_paste()
 {
-    int events = 0;
-    tb_event event;
-    KeyBytes key;
     const int64_t now = monotonic_ms();
     if (paste.open && now - paste.heard > PASTE_PATIENCE_MS) {
         paste = {};
     }
     paste.heard = now;
-    while (!zorvad.quit && (resized || !port_is_stuck(zorvad)) && events < EVENTS_A_TURN &&
+}
+
+// Handles every complete event that termbox2 holds or can read, up to a turn's share. A new size is
+// taken even while the port is stuck, with the few keys that termbox2 gives out before it.
+void handle_events(bool resized, int64_t turn_us)
+{
+    forget_cut_paste();
+    const int64_t turn_end = monotonic_us() + turn_us;
+    bool turn_over = false;
+    tb_event event;
+    KeyBytes key;
+    while (!zorvad.quit && (resized || !port_is_stuck(zorvad)) && !turn_over &&
            tui_next_event(&event, &key)) {
         handle_event(event, key);
         resized = resized && event.type != TB_EVENT_RESIZE;
-        events++;
+        turn_over = monotonic_us() >= turn_end;
     }
     deliver_gathered();
     if (zorvad.quit) {
@@ -270,14 +276,14 @@ void handle_events(bool resized)
         if (!paused) {
             pause_reading(true); // doing it again would have the watch tell again at once
         }
-    } else if (events == EVENTS_A_TURN) {
+    } else if (turn_over) {
         uloop_timeout_set(&next_turn, 0); // no descriptor tells of bytes that termbox2 holds
     }
 }
 
 void on_next_turn(uloop_timeout *)
 {
-    handle_events(false);
+    handle_events(false, TURN_US);
 }
 
 void on_port_drained()
@@ -322,7 +328,7 @@ void tui_input_stop()
 void tui_input_finish()
 {
     if (watching) {
-        handle_events(false);
+        handle_events(false, LAST_TURN_US);
         tui_input_stop();
     }
 }
@@ -338,7 +344,7 @@ void tui_input_cb(uloop_fd *fd, unsigned int)
         return;
     }
     const bool gone = fd->eof || fd->error; // pausing forgets it
-    handle_events(fd == &resize_watch);
+    handle_events(fd == &resize_watch, TURN_US);
     if (gone) {
         connection_quit(zorvad);
     }

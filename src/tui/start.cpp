@@ -18,8 +18,6 @@
 namespace {
 
 const char *terminal_path;
-// Port output that the emulator works through before a key gets its turn: about half a millisecond.
-constexpr int32_t PORT_OUTPUT_TURN = 16 * 1024;
 
 // Starts termbox2 and sets it up; its result when that fails.
 int open_screen()
@@ -134,7 +132,6 @@ int tui_start_on(const char *terminal, DaemonConnection &connection)
         return give_up();
     }
     connection.output_sink = tui_output_sink;
-    connection.port_output.turn_limit = PORT_OUTPUT_TURN;
     return 0;
 }
 

@@ -143,6 +143,16 @@ int on_popline(int cols, VTermScreenCell *cells, void *user)
     return scrollback_pop(context->scrollback, context->scrollback_count, cols, cells);
 }
 
+// Control bytes of a piece times cells: each may have libvterm go over the whole screen, which
+// takes some 25 ns a cell, so that a piece takes some 25 ms at most.
+constexpr int32_t PIECE_CELLS = 1024 * 1024;
+
+void limit_pieces(DaemonConnection *conn, int rows, int cols)
+{
+    conn->piece_controls = PIECE_CELLS / (std::clamp(rows, 1, PORT_GUARD_MAX_ROWS) *
+                                          std::clamp(cols, 1, PORT_GUARD_MAX_COLS));
+}
+
 void term_feed(const char *bytes, int length, Widget *widget)
 {
     TermContext *context = context_of(widget);
@@ -160,6 +170,7 @@ void term_resize(int x0, int y0, int x1, int y1, Widget *widget)
     TermContext *context = context_of(widget);
     set_widget_rectangle(*widget, {x0, y0, x1, y1});
     port_guard_set_size(context->guard, context->vt, y1 - y0, x1 - x0);
+    limit_pieces(context->conn, y1 - y0, x1 - x0);
     vterm_screen_flush_damage(vterm_obtain_screen(context->vt));
     paint(widget, widget_rectangle(*widget)); // nothing of the old picture stays
     show_cursor(widget);
@@ -241,5 +252,6 @@ Widget *term_widget_new(DaemonConnection *conn, int x0, int y0, int x1, int y1)
         return nullptr;
     }
     start_emulator(widget, *context);
+    limit_pieces(conn, y1 - y0, x1 - x0);
     return widget;
 }

@@ -8,9 +8,9 @@ WidgetList *widget_list;
 
 namespace {
 
-// So much port output at once is a flood, of which a hundred pictures a second are shown: sending
-// them costs more than emulating what lies between.
-constexpr int32_t FLOOD = 16 * 1024;
+// Port output that comes alone is shown at once, what follows in a picture of its own, and a stream
+// of it a hundred times a second: a picture costs more than emulating what lies between two.
+constexpr int FOLLOWING_MS = 2;
 constexpr int PICTURE_INTERVAL_MS = 10;
 
 // Upwards, so that what lies above is painted over what lies below.
@@ -35,12 +35,10 @@ bool is_box(LayoutKind kind)
     return kind == LAYOUT_POPUP || kind == LAYOUT_TALL_POPUP;
 }
 
-void show_port_output(WidgetList *list)
+void show_port_output(WidgetList *list, int pause_ms)
 {
-    if (list->unshown >= FLOOD) {
-        uloop_timeout_set(&list->pause, PICTURE_INTERVAL_MS);
-    }
-    list->unshown = 0;
+    uloop_timeout_set(&list->pause, pause_ms);
+    list->unshown = false;
     draw_all(list);
     screen_present();
 }
@@ -48,8 +46,8 @@ void show_port_output(WidgetList *list)
 void end_pause(uloop_timeout *timer)
 {
     WidgetList *list = container_of(timer, WidgetList, pause);
-    if (list->unshown > 0) {
-        show_port_output(list);
+    if (list->unshown) {
+        show_port_output(list, PICTURE_INTERVAL_MS);
     }
 }
 
@@ -168,9 +166,9 @@ void widget_list_feed(const char *bytes, int length, WidgetList *list)
             widget->feed(bytes, length, widget);
         }
     }
-    list->unshown += length;
+    list->unshown = true;
     if (!list->pause.pending) {
-        show_port_output(list);
+        show_port_output(list, FOLLOWING_MS);
     }
 }
 

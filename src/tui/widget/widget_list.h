@@ -17,7 +17,7 @@ struct WidgetList {
     uloop_timeout refresh; // every WIDGET_REFRESH_MS, until it finds the list empty
 
     uloop_timeout pause; // while it is pending port output is not shown
-    int32_t unshown;     // bytes of port output since it was last shown
+    bool unshown;        // port output has come since it was last shown
 };
 
 // The one list of the process; null until the terminal UI starts.

@@ -1,15 +1,18 @@
-// What the end-to-end tests do not reach: a directory, a held source, a port that dies while stuck.
+// What the end-to-end tests do not reach: a directory, a held source, turns, a port that dies while
+// stuck.
 #include "link/connection.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
+#include <vector>
 
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "link/command.h"
 #include "link/mkdir_p.h"
 #include "unit/support/connected.h"
 
@@ -24,7 +27,7 @@ TEST(ReadGate, ReadsASourceWhoseEndWasReportedWhileItWasHeld)
     ustream_fd source = {};
     ustream_fd_init(&source, ends[0]);
     ReadGate gate = {};
-    read_gate_init(gate, source, 1000);
+    read_gate_init(gate, source);
     read_gate_hold(gate, HOLD_SINK);
     close(ends[1]);
     source.stream.write_error = true;
@@ -32,6 +35,58 @@ TEST(ReadGate, ReadsASourceWhoseEndWasReportedWhileItWasHeld)
     EXPECT_TRUE(source.stream.eof);
     ustream_free(&source.stream);
     close(ends[0]);
+}
+
+std::vector<int32_t> handled; // the sizes of what was, one after another
+
+// Handles something for longer than a turn.
+void handle_slowly(int32_t size)
+{
+    handled.push_back(size);
+    usleep(2 * TURN_US);
+}
+
+// Runs the loop until all is handled, no two things in one round.
+void expect_one_a_round(const std::vector<int32_t> &all)
+{
+    handled.clear();
+    for (int round = 0; round < 1000 && handled.size() < all.size(); round++) {
+        const size_t before = handled.size();
+        uloop_run_timeout(1);
+        EXPECT_LE(handled.size(), before + 1);
+    }
+    EXPECT_EQ(all, handled);
+}
+
+TEST(Turn, PortOutputGivesWayBetweenTwoPieces)
+{
+    Connected daemon;
+    zorvad.output_sink = [](const char *, int32_t length) { handle_slowly(length); };
+    const std::string line = "\n" + std::string(100, 'x');
+    const struct {
+        int controls;
+        std::string bytes;
+        std::vector<int32_t> pieces;
+    } rows[] = {{0, line + line + line, {303}},
+                {2, line + line + line + "\033\033[\033", {202, 102, 3}},
+                {1, "ab\033[2J\033[2J\n", {6, 4, 1}},
+                {9, std::string(5000, 'x'), {4096, 904}}};
+    for (const auto &row : rows) {
+        zorvad.piece_controls = row.controls;
+        send_all(daemon.data, row.bytes);
+        expect_one_a_round(row.pieces);
+    }
+}
+
+TEST(Turn, RepliesGiveWay)
+{
+    Connected daemon;
+    const auto on_reply = [](node *, void *) { handle_slowly(1); };
+    for (int i = 0; i < 4; i++) {
+        ASSERT_EQ(0, send_bare_command(zorvad, "PORT_INFO", nullptr, on_reply));
+        daemon.reply("{\"filling\":\"" + std::string(4096 - 14, 'x') + "\"}"); // a whole buffer
+    }
+    expect_one_a_round({1, 1, 1, 1});
 }
 
 TEST(Data, ThePortIsNotStuckWhenItTakesNothingEverAgain)

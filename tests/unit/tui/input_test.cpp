@@ -1,4 +1,4 @@
-// The keyboard while the port takes nothing.
+// The keyboard while the port takes nothing, and its turns.
 #include "tui/input.h"
 
 #include <chrono>
@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "dep/termbox.h"
+#include "link/owned.h"
 #include "tui/term_widget.h"
 #include "tui/widget/widget_list.h"
 #include "unit/support/back_buffer.h"
@@ -92,6 +93,26 @@ TEST_F(StuckPort, KeysAfterTheEndOfTheSessionDoNotKeepTheClientBusy)
     ASSERT_EQ(write(screen.terminal, "late", 4), 4);
     EXPECT_LT(turns_in(milliseconds(300)), 20);
     EXPECT_EQ(zorvad.data_stream.stream.w.data_bytes, 0);
+}
+
+TEST_F(StuckPort, KeysThatAreALotOfWorkGiveWay)
+{
+    static int keys;
+    Widget *slow = zalloc<Widget>();
+    ASSERT_NE(slow, nullptr);
+    slow->kind = LAYOUT_POPUP;
+    slow->on_input = [](const char *, int, WidgetList *, Widget *) {
+        keys++;
+        usleep(2 * TURN_US);
+    };
+    slow->destroy = [](Widget *) {};
+    widget_list_add(widget_list, slow);
+    ASSERT_EQ(write(screen.terminal, "12345", 5), 5);
+    while (keys < 5) {
+        const int before = keys;
+        uloop_run_timeout(50);
+        EXPECT_LE(keys, before + 1);
+    }
 }
 
 TEST_F(StuckPort, ATerminalThatGoesAwayEndsTheSession)

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "tui/scrollback.h"
@@ -21,8 +22,10 @@ struct TermWidget : testing::Test {
     TermWidget() { widget_list_add(list, terminal); }
     ~TermWidget() override { widget_list_free(list); }
 
+    // Shown at once.
     void feed(const std::string &bytes)
     {
+        uloop_timeout_cancel(&list->pause);
         widget_list_feed(bytes.data(), static_cast<int>(bytes.size()), list);
     }
 };
@@ -31,6 +34,30 @@ TEST_F(TermWidget, SendsInputToThePortAsItIs)
 {
     widget_list_input("\033[A\0x", 5, list);
     EXPECT_EQ(std::string("\033[A\0x", 5), receive(daemon.data, 5));
+}
+
+// Each of these sequences goes over every cell, so a large screen gets few of them at a time.
+TEST_F(TermWidget, TakesSmallerPiecesOnALargerScreen)
+{
+    static int32_t longest, total;
+    zorvad.output_sink = [](const char *, int32_t length) {
+        longest = std::max(longest, length);
+        total += length;
+    };
+    std::string flood;
+    while (flood.size() < 12000) {
+        flood += "\033#8";
+    }
+    int32_t limit = 4096;
+    for (const int size : {23, 100, 400}) {
+        longest = total = 0;
+        terminal->resize(0, 0, 2 * size, size, terminal);
+        send_all(daemon.data, flood);
+        EXPECT_TRUE(run_until([] { return total == 12000; }));
+        EXPECT_LE(longest, limit);
+        limit = longest / 4;
+    }
+    EXPECT_LE(longest, 9);
 }
 
 TEST_F(TermWidget, ShowsACursorThatMovedWhileItWasHidden)
