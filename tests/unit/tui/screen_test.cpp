@@ -118,6 +118,20 @@ TEST_F(ScreenTest, TheCursorIsBackAfterTheTerminalWasGivenAway)
     EXPECT_TRUE(shown_on(screen.terminal).ends_with("\x1b[?25h\x1b[3;7H"));
 }
 
+// No timer runs by then: that the terminal takes bytes is what sends it.
+TEST_F(ScreenTest, APictureThatHadToWaitIsSentOnceTheTerminalTakesBytes)
+{
+    stall();
+    fill();
+    fill();
+    std::string shown;
+    EXPECT_TRUE(run_until([&] {
+        shown += shown_on(screen.terminal);
+        return shown.find('a') != std::string::npos;
+    }));
+    EXPECT_LT(shown.find('b'), shown.find('a'));
+}
+
 struct Timer {
     uloop_timeout timeout;
     bool fired;
