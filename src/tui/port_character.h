@@ -3,6 +3,7 @@
 
 #include <stdint.h>
 
+#include "text/printable.h"
 #include "text/width.h"
 
 // What to do with a character.
@@ -22,4 +23,32 @@ enum class PortVerdict : uint8_t {
 {
     const bool stands_in = character - 0x30000 < 0x10000 && is_newer_wide(character - 0x20000);
     return stands_in ? character - 0x20000 : character;
+}
+
+// The length of the character at the start of three bytes, when it is one of those that most text
+// is made of (letters of Europe, ideographs, Hangul, symbols and lines), none of them a mark;
+// else 0.
+[[nodiscard]] inline int port_common_length(const char *at)
+{
+    const auto first = static_cast<unsigned char>(at[0]);
+    const auto second = static_cast<unsigned char>(at[1]);
+    const auto third = static_cast<unsigned char>(at[2]);
+    if (first >= 0xe2 && first <= 0xec) {
+        const bool whole = ((second ^ 0x80) | (third ^ 0x80)) < 0x40;
+        const bool common = first >= 0xe4 ? first != 0xea : second >= (first == 0xe2 ? 0x84 : 0x83);
+        return whole && common ? 3 : 0;
+    }
+    const bool common = (first >= 0xc3 && first <= 0xcb) || (first >= 0xce && first <= 0xd1);
+    return common && continues_character(at[1]) ? 2 : 0;
+}
+
+// The columns of such a character. Those of three bytes are wide but for some symbols.
+[[nodiscard]] inline int port_common_width(const char *at)
+{
+    const auto first = static_cast<unsigned char>(at[0]);
+    return first < 0xe2 ? 1
+           : first > 0xe2
+               ? 2
+               : character_width(0x2000U | (static_cast<unsigned char>(at[1]) & 0x3fU) << 6 |
+                                 (static_cast<unsigned char>(at[2]) & 0x3fU));
 }

@@ -196,7 +196,7 @@ void reset_margins(PortGuard &guard, VTerm *vt)
     const int length = snprintf(sequence, sizeof(sequence), "\x1b[r\x1b[s\x1b[%d;%dH",
                                 cursor.row + 1, cursor.col + 1);
     vterm_input_write(vt, sequence, static_cast<size_t>(length));
-    guard.margins_set = false;
+    guard.margins = 0;
 }
 
 // libvterm uses what it is given without a look, so there is no way on without memory for it.
@@ -267,7 +267,7 @@ void port_guard_set_size(PortGuard &guard, VTerm *vt, int rows, int cols)
         ulog(LOG_ERR, "Could not resize the terminal emulator\n");
         return;
     }
-    if (guard.margins_set && (rows < old_rows || cols < old_cols)) {
+    if (guard.margins != 0 && (rows < old_rows || cols < old_cols)) {
         reset_margins(guard, vt);
     }
     vterm_set_size(vt, rows, cols);

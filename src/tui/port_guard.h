@@ -26,12 +26,20 @@ constexpr int PORT_GUARD_MAX_COLS = SCREEN_MAX_COLS;
 // As many marks as a cell has room for beside its character.
 constexpr int PORT_GUARD_MAX_MARKS = VTERM_MAX_CHARS_PER_CELL - 1;
 
+enum PortMargins : uint8_t {
+    PORT_ROWS = 1,    // above and below
+    PORT_COLUMNS = 2, // on the left and the right
+};
+
 // The state of one port. Zero-filled is the start.
 struct PortGuard {
     bool started;
-    bool margins_set;   // the port may have set margins since they were last reset
+    uint8_t margins;    // that the port may have set since they were last reset, a PortMargins each
     bool side_margins;  // it has switched those on the left and right on
     uint8_t designated; // the character sets that do not hold ASCII, a bit each
+    bool wraps_not;     // the cursor stays in the last column
+    bool feeds_return;  // a line feed goes to the first column as well
+    bool lines_doubled; // some lines may have half the columns
     KeyModes modes;     // as the port has set them
     // The last character printed and its combining marks.
     bool joins;     // a mark that comes now would join it

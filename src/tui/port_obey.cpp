@@ -57,6 +57,9 @@ void set_private_mode(PortGuard &guard, VTerm *vt, int mode, bool on)
     case 1:
         guard.modes.cursor_keys = on;
         break;
+    case 7:
+        guard.wraps_not = !on;
+        break;
     case 47:
         mode = 1047; // the same, for libvterm
         break;
@@ -95,6 +98,29 @@ void set_private_modes(PortGuard &guard, VTerm *vt, std::string_view sequence)
     }
 }
 
+// Whether "ESC [ top ; bottom r" leaves all rows to scroll.
+bool covers_screen(VTerm *vt, std::string_view margins)
+{
+    int rows = 0;
+    char whole[3][32];
+    vterm_get_size(vt, &rows, nullptr);
+    snprintf(whole[0], sizeof whole[0], "\x1b[r");
+    snprintf(whole[1], sizeof whole[1], "\x1b[1;%dr", rows);
+    snprintf(whole[2], sizeof whole[2], "\x1b[;%dr", rows);
+    return margins == whole[0] || margins == whole[1] || margins == whole[2];
+}
+
+void note_margins(PortGuard &guard, VTerm *vt, std::string_view sequence)
+{
+    if (sequence.back() == 's') {
+        guard.margins |= PORT_COLUMNS;
+    } else if (covers_screen(vt, sequence)) {
+        guard.margins &= static_cast<uint8_t>(~PORT_ROWS);
+    } else {
+        guard.margins |= PORT_ROWS;
+    }
+}
+
 void obey_csi(PortGuard &guard, VTerm *vt, std::string_view sequence)
 {
     const char final = sequence.back();
@@ -122,7 +148,12 @@ void obey_csi(PortGuard &guard, VTerm *vt, std::string_view sequence)
     if (final == 'p' && before_final == '!') {
         guard.modes = {};
     }
-    guard.margins_set |= final == 'r' || final == 's';
+    if (final == 'r' || final == 's') {
+        note_margins(guard, vt, sequence);
+    }
+    if ((final == 'h' || final == 'l') && first_number(sequence) == 20) {
+        guard.feeds_return = final == 'h';
+    }
     port_write(vt, sequence);
 }
 
@@ -130,8 +161,11 @@ void reset(PortGuard &guard, VTerm *vt)
 {
     guard.modes = {};
     guard.side_margins = false;
-    guard.margins_set = false;
+    guard.margins = 0;
     guard.designated = 0;
+    guard.wraps_not = false;
+    guard.feeds_return = false;
+    guard.lines_doubled = false;
     port_write(vt, "\x1b[?1047l\x1b\x63"); // libvterm alone stays on the alternate screen
 }
 
@@ -151,6 +185,7 @@ void obey_escape(PortGuard &guard, VTerm *vt, std::string_view sequence)
     if (sequence.size() == 3 && sequence[1] >= '(' && sequence[1] <= '+') {
         note_designation(guard, sequence[1], sequence[2]);
     }
+    guard.lines_doubled |= sequence[1] == '#';
     guard.joins = guard.joins && sequence.size() > 2;
     switch (sequence.size() == 2 ? sequence[1] : '\0') {
     case '8':

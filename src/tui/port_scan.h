@@ -17,6 +17,13 @@ inline uint64_t port_mark_not_plain(uint64_t bytes)
     return (bytes | ~((differing & PORT_LOW_BITS) + PORT_LOW_BITS)) & PORT_HIGH_BITS;
 }
 
+// Those that are not ASCII text.
+inline uint64_t port_mark_not_printed(uint64_t bytes)
+{
+    const uint64_t low = bytes & PORT_LOW_BITS;
+    return (bytes | ~(low + PORT_EACH * 0x60) | (low + PORT_EACH)) & PORT_HIGH_BITS;
+}
+
 // Those that are none of 0 to 9, ":" and ";".
 inline uint64_t port_mark_not_number(uint64_t bytes)
 {

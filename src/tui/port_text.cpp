@@ -7,6 +7,7 @@
 
 #include "text/printable.h"
 #include "tui/port_character.h"
+#include "tui/port_gather.h"
 #include "tui/port_obey.h"
 #include "tui/port_scan.h"
 
@@ -98,30 +99,13 @@ bool is_printed(const char *at)
     return byte_at(at) >= 0x20 && *at != 0x7f;
 }
 
-// The length of the character at the start of three bytes, when it is one of those that most text
-// is made of (letters of Europe, ideographs, Hangul, symbols and lines), none of them a mark;
-// else 0.
-int common_character_length(const char *at)
-{
-    const unsigned char first = byte_at(at);
-    const unsigned char second = byte_at(at + 1);
-    const unsigned char third = byte_at(at + 2);
-    if (first >= 0xe2 && first <= 0xec) {
-        const bool whole = ((second ^ 0x80) | (third ^ 0x80)) < 0x40;
-        const bool common = first >= 0xe4 ? first != 0xea : second >= (first == 0xe2 ? 0x84 : 0x83);
-        return whole && common ? 3 : 0;
-    }
-    const bool common = (first >= 0xc3 && first <= 0xcb) || (first >= 0xce && first <= 0xd1);
-    return common && continues_character(at[1]) ? 2 : 0;
-}
-
 void pass_common_characters(PortWalk &walk)
 {
     const char *at = walk.at;
     const char *end = at + std::min(walk.end - at, PORT_PIECE);
     const char *last = nullptr;
     while (end - at >= 3) {
-        const int length = common_character_length(at);
+        const int length = port_common_length(at);
         if (length == 0) {
             break;
         }
@@ -217,7 +201,12 @@ void port_pass_plain(PortWalk &walk)
         note_printed(walk, begin);
         return;
     }
-    walk.at = port_skip<port_mark_not_plain>(begin, begin + std::min(walk.end - begin, PORT_PIECE));
+    const char *end =
+        port_skip<port_mark_not_plain>(begin, begin + std::min(walk.end - begin, PORT_PIECE));
+    if (port_gather(walk, end)) {
+        return;
+    }
+    walk.at = end;
     for (const char *last = walk.at; last > begin; last--) {
         if (is_printed(last - 1)) {
             note_printed(walk, last - 1);

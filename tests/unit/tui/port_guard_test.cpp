@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -408,6 +409,8 @@ TEST(PortGuard, ShowsUtf8WhereverItIsCut)
         {many(18, "x") + "漢\u0323y", many(18, "x") + "漢\u0323|y", "1,1"},
         {many(18, "x") + last + "y", many(18, "x") + last + "y", "0,19"},
         {"\033[6;1H" + many(19, "x") + last + "y", "||||" + many(19, "x") + last + "|y", "5,1"},
+        {"\033[6;1Ha\r\nb\r\nc\r\n" + many(19, "x") + last + "y",
+         "|a|b|c|" + many(19, "x") + last + "|y", "5,1"},
         {"\033[?7l" + many(30, "x") + last, many(19, "x") + last, "0,19"},
         {"abc\r\u0301\033[2C\u0301", "abc", "0,2"},
         {"\033(0éqqé\033[mq─q\033(Bq", "é──é───q", "0,8"},
@@ -583,6 +586,74 @@ TEST(PortGuard, ShrinkingKeepsAttributesAndPendingWrap)
     EXPECT_EQ(emulator.text(), many(20, "x") + "|y");
     EXPECT_TRUE(emulator.screen.cell(1, 0).bold);
     EXPECT_TRUE(emulator.screen.cell(1, 0).reverse);
+}
+
+// What a port may print: mostly lines, and whatever changes what a line does.
+string random_output(std::mt19937 &random)
+{
+    static const string rare[] = {
+        "\033[1m",   "\033[m",      "\033[7m",     "\t",         "\b",           "\r",
+        "\033[2;4r", "\033[r",      "\033[1;5r",   "\033[?6h",   "\033[?6l",     "\033[?7l",
+        "\033[?7h",  "\033[20h",    "\033[20l",    "\033[4h",    "\033[4l",      "\033#6",
+        "\033#5",    "\033[?1049h", "\033[?1049l", "\033[3;3H",  "\033[99;1H",   "\033[99;99H",
+        "\033[2J",   "\033[A",      "\0337",       "\0338",      "\033(0",       "\033(B",
+        "\016",      "\017",        "\033c",       "\033[?69h",  "\033[3;6s",    "\033[?69l",
+        "e\u0301",   "\u0301",      "漢\u0323",    "🟢",       "\033[3b",      "\u202e",
+        "\xff",      "\x7f",        "\033M",       "\n\n\n\n\n", "\r\n\r\n\r\n", "\033[2S",
+        "\033[2T",   "\033]0;t\a"};
+    static const string text[] = {"x", "word ", "漢字", "é", "─", "😀", "한글 and more", "#"};
+    string output;
+    while (random() % 60 != 0) {
+        if (random() % 12 == 0) {
+            output += rare[random() % std::size(rare)];
+        }
+        for (unsigned int count = random() % 8; count > 0; count--) {
+            output += text[random() % std::size(text)];
+        }
+        output += random() % 16 == 0 ? "\n" : "\r\n";
+    }
+    return output;
+}
+
+bool same_cells(const VTermScreenCell &one, const VTermScreenCell &other)
+{
+    return one.chars[0] == other.chars[0] && one.width == other.width &&
+           one.attrs.bold == other.attrs.bold && one.attrs.reverse == other.attrs.reverse;
+}
+
+void expect_same_saved(const Emulator &expected, const Emulator &actual)
+{
+    ASSERT_EQ(expected.saved_count, actual.saved_count);
+    const list_head *other = actual.saved.next;
+    const ScrollbackLine *line = nullptr;
+    list_for_each_entry (line, &expected.saved, list) {
+        const auto *found = list_entry(other, ScrollbackLine, list);
+        ASSERT_TRUE(line->cols == found->cols &&
+                    std::equal(line->cells, line->cells + line->cols, found->cells, same_cells));
+        other = other->next;
+    }
+}
+
+// Byte by byte each line scrolls for itself.
+TEST(PortGuard, ScrollsForManyLinesAsForEach)
+{
+    for (unsigned int seed = 0; seed < 1000; seed++) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        const int rows = 1 + static_cast<int>(random() % 12);
+        const int cols = 2 + static_cast<int>(random() % 30);
+        Emulator whole(rows, cols);
+        Emulator bytewise(rows, cols);
+        for (int chunk = 0; chunk < 3; chunk++) {
+            const string output = random_output(random);
+            whole.write(output);
+            for (const char &byte : output) {
+                bytewise.write({&byte, 1});
+            }
+            ASSERT_NO_FATAL_FAILURE(expect_same(bytewise, whole)) << testing::PrintToString(output);
+            ASSERT_NO_FATAL_FAILURE(expect_same_saved(bytewise, whole));
+        }
+    }
 }
 
 // The client often comes to a port on which a full-screen program already runs.

@@ -1,0 +1,11 @@
+// Scrolls for many lines at once. libvterm moves the whole screen for each line that scrolls; with
+// the cursor in the bottom row, text of n lines comes to the same when the screen is scrolled by n
+// lines first and the cursor moved up by as many. Used by the guard alone.
+#pragma once
+
+#include "tui/port_text.h"
+
+// Passes text of several lines that begins behind a carriage return in the bytes from walk.at to
+// `end`, which are plain. Returns false when there is none, or it cannot be done; then the bytes
+// up to the carriage return may have been sent.
+[[nodiscard]] bool port_gather(PortWalk &walk, const char *end);
