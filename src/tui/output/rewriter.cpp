@@ -37,6 +37,7 @@ void forget(Rewriter &rewriter)
     rewriter.moved = rewriter.left_known = false;
     rewriter.pen_known = rewriter.pen_cell_known = false;
     rewriter.charset = Charset::UNKNOWN;
+    rewriter.erased_y = -1;
     rewriter.margins_certain = false;
     rewriter.forgotten = true;
 }
@@ -141,6 +142,17 @@ bool row_ends_blank(const Rewriter &rewriter, int x, int y)
     return true;
 }
 
+void erase_to_end(Rewriter &rewriter, int x, int y)
+{
+    if (!rewriter.pen_known || !pen_is_plain(rewriter.pen)) {
+        sync_pen(rewriter); // blanks take its background
+    }
+    sync_position(rewriter);
+    put(rewriter, ERASE_TO_END);
+    rewriter.erased_x = x;
+    rewriter.erased_y = y;
+}
+
 // Sends the blanks held back: the end of a row is erased where that is shorter.
 void release_blanks(Rewriter &rewriter)
 {
@@ -152,12 +164,11 @@ void release_blanks(Rewriter &rewriter)
     int x = 0;
     int y = 0;
     (void)next_place(rewriter, x, y); // known, or they had not been held
-    if (count > static_cast<int>(ERASE_TO_END.size()) && row_ends_blank(rewriter, x, y)) {
-        if (!rewriter.pen_known || !pen_is_plain(rewriter.pen)) {
-            sync_pen(rewriter);
+    const bool erased = y == rewriter.erased_y && x >= rewriter.erased_x;
+    if (erased || (count > 1 && row_ends_blank(rewriter, x, y))) {
+        if (!erased) {
+            erase_to_end(rewriter, x, y);
         }
-        sync_position(rewriter);
-        put(rewriter, ERASE_TO_END);
         rewriter.moved = x + count < rewriter.width;
         rewriter.to_x = x + count;
         rewriter.to_y = y;
@@ -393,6 +404,7 @@ void rewriter_begin(Rewriter &rewriter, const tb_cell *cells, int width, int hei
     rewriter.width = width;
     rewriter.height = height;
     rewriter.cursor_shown = cursor_shown;
+    rewriter.erased_y = -1;
     if (rewriter.lost) {
         forget(rewriter);
         rewriter.margins = true; // as far as is known

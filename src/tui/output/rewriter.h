@@ -49,6 +49,10 @@ struct Rewriter {
     int left_y;
     int blanks; // that termbox2 has printed there and the terminal has not seen
 
+    // The row that was erased last, from this column on: nothing else is to be shown there.
+    int erased_x;
+    int erased_y;
+
     Pen pen; // the terminal's
     bool pen_known;
     Pen wanted; // termbox2's

@@ -57,14 +57,17 @@ void weigh(const Pictures &pictures, int lines, bool exact)
     gains.lines = lines;
     gains.bared[0] = 0;
     for (int y = 0; y < pictures.height; y++) {
-        const bool unchanged = is_unchanged(pictures, y);
-        const int now = unchanged ? 0 : exact ? cost_now(pictures, y) : full_cost(pictures, y);
+        const int from = y + lines;
+        const bool inside = from >= 0 && from < pictures.height;
+        const bool fits = inside && pictures.wanted_hashes[y] == pictures.shown_hashes[from];
+        const int now = is_unchanged(pictures, y) ? 0
+                        : exact && !fits          ? cost_now(pictures, y)
+                                                  : full_cost(pictures, y);
         const int bared = now - full_cost(pictures, y);
         gains.bared[y + 1] = gains.bared[y] + bared;
-        const int from = y + lines;
-        if (from < 0 || from >= pictures.height) {
+        if (!inside) {
             gains.moved[y] = 0;
-        } else if (pictures.wanted_hashes[y] == pictures.shown_hashes[from]) {
+        } else if (fits) {
             gains.moved[y] = now;
         } else if (exact) {
             gains.moved[y] = now - row_cost(row_of(pictures, pictures.wanted, y),
