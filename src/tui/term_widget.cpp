@@ -10,7 +10,9 @@
 #include "tui/port_character.h"
 #include "tui/screen.h"
 #include "tui/scrollback.h"
+#include "tui/termbox.h"
 #include "tui/widget/layout.h"
+#include "tui/widget/widget_list.h"
 
 namespace {
 
@@ -60,14 +62,11 @@ void paint(const Widget *widget, const Rectangle &place)
 }
 
 // libvterm reports every cell, and the whole screen for each line that scrolls: the damage is noted
-// and painted when the screen is shown next.
+// and painted when the picture is due.
 int on_damage_noted(VTermRect rectangle, void *user)
 {
-    TermContext *context = context_of(static_cast<Widget *>(user));
-    const int end_row = std::min(rectangle.end_row, PORT_GUARD_MAX_ROWS);
-    for (int row = std::max(rectangle.start_row, 0); row < end_row; row++) {
-        context->damaged_rows[row] = true;
-    }
+    row_damage_note(context_of(static_cast<Widget *>(user))->damage, rectangle.start_row,
+                    rectangle.end_row);
     return 1;
 }
 
@@ -78,22 +77,63 @@ void show_cursor(Widget *widget)
                       context.cursor_shown);
 }
 
+bool is_top(const Widget *widget)
+{
+    return widget_list != nullptr && widget_list->widgets.next == &widget->list;
+}
+
+void copy_painted_row(const Widget *widget, int from, int to)
+{
+    const tb_cell *source = tui_back_row(widget->y0 + from);
+    tb_cell *row = tui_back_row(widget->y0 + to);
+    if (source != nullptr && row != nullptr) {
+        const int columns = std::min(widget->x1 - widget->x0, tb_width());
+        memcpy(row, source, static_cast<size_t>(columns) * sizeof *row);
+    }
+}
+
+// Rows that moved are taken from where they were painted, in an order that none is painted over
+// before it is taken. Under a popup they are not as they were painted.
+void copy_moved_rows(const Widget *widget, int rows)
+{
+    RowDamage &damage = context_of(widget)->damage;
+    if (!is_top(widget)) {
+        row_damage_forget_moves(damage);
+    }
+    const int direction = row_damage_direction(damage);
+    for (int i = 0; direction != 0 && i < rows; i++) {
+        const int row = direction > 0 ? i : rows - 1 - i;
+        const int from = damage.painted_in[row];
+        if (from != ROW_DAMAGED && from != row) {
+            copy_painted_row(widget, from, row);
+        }
+    }
+}
+
 void paint_damage(Widget *widget)
 {
-    bool(&damaged)[PORT_GUARD_MAX_ROWS] = context_of(widget)->damaged_rows;
+    RowDamage &damage = context_of(widget)->damage;
     const int rows = std::min(widget->y1 - widget->y0, PORT_GUARD_MAX_ROWS);
+    copy_moved_rows(widget, rows);
     for (int row = 0; row < rows; row++) {
-        if (damaged[row]) {
-            damaged[row] = false;
+        if (damage.painted_in[row] == ROW_DAMAGED) {
             paint(widget, {0, row, widget->x1 - widget->x0, row + 1});
         }
     }
+    row_damage_clear(damage);
     show_cursor(widget);
 }
 
-int on_moverect(VTermRect, VTermRect, void *)
+// Whole rows that move are noted. libvterm damages the destination then.
+int on_moverect(VTermRect destination, VTermRect source, void *user)
 {
-    return 0; // damages the destination instead
+    const Widget *widget = static_cast<Widget *>(user);
+    if (destination.start_col == 0 && source.start_col == 0 &&
+        destination.end_col == widget->x1 - widget->x0 && source.end_col == destination.end_col) {
+        row_damage_expect_move(context_of(widget)->damage, destination.start_row,
+                               destination.end_row, source.start_row - destination.start_row);
+    }
+    return 0;
 }
 
 int on_movecursor(VTermPos position, VTermPos, int visible, void *user)
@@ -158,6 +198,9 @@ void term_feed(const char *bytes, int length, Widget *widget)
     TermContext *context = context_of(widget);
     port_guard_write(context->guard, context->vt, bytes, static_cast<size_t>(length));
     screen_set_modes(context->guard.modes);
+    if (length == 0 || !widget_list_is_paced()) {
+        paint_damage(widget);
+    }
 }
 
 void term_on_input(const char *bytes, int length, WidgetList *, Widget *widget)
@@ -173,6 +216,7 @@ void term_resize(int x0, int y0, int x1, int y1, Widget *widget)
     limit_pieces(context->conn, y1 - y0, x1 - x0);
     vterm_screen_flush_damage(vterm_obtain_screen(context->vt));
     paint(widget, widget_rectangle(*widget)); // nothing of the old picture stays
+    row_damage_clear(context->damage);
     show_cursor(widget);
 }
 
@@ -181,6 +225,7 @@ void term_on_damage(int x0, int y0, int x1, int y1, Widget *widget)
     // One column more on the left: a wide character there was cut by what is gone now.
     const Rectangle bare = {x0 - 1, y0, x1, y1};
     const Rectangle place = widget_rectangle(*widget);
+    row_damage_forget_moves(context_of(widget)->damage); // what is painted now moves no more
     if (overlaps(place, bare)) {
         paint(widget, intersection(place, bare));
     }
@@ -199,7 +244,6 @@ void term_destroy(Widget *widget)
 void set_operations(Widget &widget)
 {
     widget.on_damage = term_on_damage;
-    widget.draw = paint_damage;
     widget.feed = term_feed;
     widget.on_input = term_on_input;
     widget.resize = term_resize;
@@ -219,6 +263,7 @@ void fill_context(TermContext &context, DaemonConnection *conn)
     context.callbacks.sb_pushline = on_pushline;
     context.callbacks.sb_popline = on_popline;
     INIT_LIST_HEAD(&context.scrollback);
+    row_damage_clear(context.damage);
     context.fg = TB_WHITE;
     context.bg = TB_DEFAULT;
 }

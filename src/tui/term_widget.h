@@ -6,6 +6,7 @@
 #include "dep/vterm.h"
 #include "link/connection.h"
 #include "tui/port_guard.h"
+#include "tui/row_damage.h"
 #include "tui/widget/widget.h"
 
 struct TermContext {
@@ -19,9 +20,9 @@ struct TermContext {
 
     VTermPos cursor; // the emulator's, shown with the next painting
     bool cursor_shown;
-    bool cursor_moved;                      // since it was hidden
-    PortGuard guard;                        // between the port's output and libvterm
-    bool damaged_rows[PORT_GUARD_MAX_ROWS]; // changed since they were painted
+    bool cursor_moved; // since it was hidden
+    PortGuard guard;   // between the port's output and libvterm
+    RowDamage damage;  // since the screen was painted
 };
 
 // A widget with the emulator behind it, at the screen's origin (x0 and y0 are 0). Null, with a line

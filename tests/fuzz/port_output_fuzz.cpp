@@ -44,7 +44,7 @@ void check(Widget *widget)
 
 void show(Widget *widget, int terminal)
 {
-    widget->draw(widget);
+    widget->feed("", 0, widget);
     screen_present();
     uloop_run_timeout(0);
     discard(terminal);

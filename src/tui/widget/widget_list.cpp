@@ -1,5 +1,6 @@
 #include "tui/widget/widget_list.h"
 
+#include "link/clock.h"
 #include "link/owned.h"
 #include "tui/screen.h"
 #include "tui/widget/layout.h"
@@ -8,10 +9,11 @@ WidgetList *widget_list;
 
 namespace {
 
-// Port output that comes alone is shown at once, what follows in a picture of its own, and a stream
-// of it a hundred times a second: a picture costs more than emulating what lies between two.
-constexpr int FOLLOWING_MS = 2;
+// Between two pictures of port output: sending more of them costs more than they show.
 constexpr int PICTURE_INTERVAL_MS = 10;
+// For so long after a key its answer may come, which is to be seen as soon as it does.
+constexpr int ANSWER_MS = 100;
+constexpr int ANSWER_INTERVAL_MS = 3;
 
 // Upwards, so that what lies above is painted over what lies below.
 void draw_from(WidgetList *list, list_head *lowest)
@@ -35,19 +37,42 @@ bool is_box(LayoutKind kind)
     return kind == LAYOUT_POPUP || kind == LAYOUT_TALL_POPUP;
 }
 
-void show_port_output(WidgetList *list, int pause_ms)
+void feed_all(const char *bytes, int length, WidgetList *list)
 {
-    uloop_timeout_set(&list->pause, pause_ms);
+    Widget *widget;
+    list_for_each_entry (widget, &list->widgets, list) {
+        if (widget->feed != nullptr) {
+            widget->feed(bytes, length, widget);
+        }
+    }
+}
+
+// What was fed has been painted.
+void show_port_output(WidgetList *list)
+{
     list->unshown = false;
     draw_all(list);
     screen_present();
+    const bool answers = monotonic_ms() < list->answers_until;
+    uloop_timeout_set(&list->pause, answers ? ANSWER_INTERVAL_MS : PICTURE_INTERVAL_MS);
 }
 
 void end_pause(uloop_timeout *timer)
 {
     WidgetList *list = container_of(timer, WidgetList, pause);
     if (list->unshown) {
-        show_port_output(list, PICTURE_INTERVAL_MS);
+        feed_all("", 0, list);
+        show_port_output(list);
+    }
+}
+
+// What comes next may answer a key: it is shown at once.
+void expect_answer(WidgetList *list)
+{
+    list->answers_until = monotonic_ms() + ANSWER_MS;
+    if (list->pause.pending) {
+        end_pause(&list->pause);
+        uloop_timeout_cancel(&list->pause);
     }
 }
 
@@ -58,6 +83,11 @@ void widget_free(Widget *widget)
 }
 
 } // namespace
+
+bool widget_list_is_paced()
+{
+    return widget_list != nullptr && widget_list->pause.pending;
+}
 
 WidgetList *widget_list_new(int height, int width)
 {
@@ -160,15 +190,10 @@ void widget_list_feed(const char *bytes, int length, WidgetList *list)
     if (list_empty(&list->widgets)) {
         return;
     }
-    Widget *widget;
-    list_for_each_entry (widget, &list->widgets, list) {
-        if (widget->feed != nullptr) {
-            widget->feed(bytes, length, widget);
-        }
-    }
+    feed_all(bytes, length, list);
     list->unshown = true;
     if (!list->pause.pending) {
-        show_port_output(list, FOLLOWING_MS);
+        show_port_output(list);
     }
 }
 
@@ -182,6 +207,7 @@ void widget_list_input(const char *bytes, int length, WidgetList *list)
     if (list_empty(&list->widgets)) {
         return;
     }
+    expect_answer(list);
     Widget *top = list_first_entry(&list->widgets, Widget, list);
     if (top->on_input != nullptr) {
         top->on_input(bytes, length, list, top);

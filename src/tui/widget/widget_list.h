@@ -16,12 +16,17 @@ struct WidgetList {
     int32_t width;         // screen columns
     uloop_timeout refresh; // every WIDGET_REFRESH_MS, until it finds the list empty
 
-    uloop_timeout pause; // while it is pending port output is not shown
-    bool unshown;        // port output has come since it was last shown
+    uloop_timeout pause;   // while it is pending port output is not shown
+    bool unshown;          // port output came since it was last shown
+    int64_t answers_until; // by monotonic_ms: port output before that may answer a key
 };
 
 // The one list of the process; null until the terminal UI starts.
 extern WidgetList *widget_list;
+
+// Whether a widget that is fed may leave the painting to an empty feed, which comes when the next
+// picture is due.
+bool widget_list_is_paced();
 
 // An empty list with its refresh armed. Null, with a line in the log, when memory is short.
 [[nodiscard]] WidgetList *widget_list_new(int height, int width);
@@ -51,7 +56,8 @@ void widget_list_remove(WidgetList *list, Widget *widget);
 // Places every widget anew and repaints the screen.
 void widget_list_resize(WidgetList *list, int height, int width);
 
-// Hands port output to every widget and repaints the screen, but not for every piece of a flood.
+// Hands port output to every widget and repaints the screen: at once after a pause, about a hundred
+// times a second while more keeps coming, and more often after a key.
 void widget_list_feed(const char *bytes, int length, WidgetList *list);
 
 // Output sink of the terminal UI: feeds the one list.

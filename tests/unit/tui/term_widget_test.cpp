@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
 #include <string>
 
+#include "tui/popup.h"
 #include "tui/scrollback.h"
 #include "tui/widget/widget_list.h"
 #include "unit/support/back_buffer.h"
@@ -82,6 +84,48 @@ TEST_F(TermWidget, ShowsNewerEmojiAsTheyAre)
     for (int x = 0; x < 9; x++) {
         EXPECT_EQ(shown[x], screen.cell(x, 0).ch) << x;
     }
+}
+
+// Rows that moved are copied, and come out as if they had been painted.
+TEST_F(TermWidget, PaintsWhatMovedAsAWholePaintDoes)
+{
+    widget_list = list;
+    const std::string pieces[] = {"\r\n\r\nab",       "\033[2S",    "\033[T",    "\033[3L",
+                                  "\033[M",           "\0338\033M", "\033[5;9r", "\033[r",
+                                  "\033[9;3Hx\u4e2d", "\033[2J",    "\033[3@",   "\033[2P",
+                                  "\033[1;4mfg\033[m"};
+    const auto shown = [this] {
+        std::string cells;
+        for (int i = 0; i < 80 * 24; i++) {
+            const tb_cell cell = screen.cell(i % 80, i / 80);
+            cells += std::to_string(cell.ch) + "/" + std::to_string(cell.fg) + " ";
+        }
+        return cells;
+    };
+    for (unsigned int seed = 0; seed < 40; seed++) {
+        std::mt19937 random(seed);
+        std::string bytes = "\033[" + std::to_string(1 + random() % 23) + ";2H";
+        for (int i = 0; i < 9; i++) {
+            bytes += pieces[random() % std::size(pieces)] + std::to_string(random() % 100);
+            if (random() % 3 == 0) {
+                widget_list_feed(bytes.data(), static_cast<int>(bytes.size()), list);
+                bytes.clear();
+            }
+            if (random() % 20 == 0) {
+                widget_list_add(list, popup_new("text", 20, 6, 60, 18, nullptr));
+            } else if (list->widgets.next != &terminal->list) {
+                widget_list_input("k", 1, list);
+            }
+        }
+        while (list->widgets.next != &terminal->list) {
+            widget_list_input("k", 1, list);
+        }
+        feed(bytes + "x");
+        const std::string painted = shown();
+        terminal->on_damage(0, 0, 80, 23, terminal);
+        ASSERT_EQ(painted == shown(), true) << seed;
+    }
+    widget_list = nullptr;
 }
 
 TEST_F(TermWidget, KeepsAThousandLines)
