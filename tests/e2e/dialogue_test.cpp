@@ -166,6 +166,7 @@ TEST(Sessions, TheRelayGoesOnWhileTheDaemonThinks)
 TEST(Replies, InPiecesAndTogether)
 {
     Session session(BASIC);
+    session.daemon.answer("PORT_INFO", std::nullopt);
     session.launch(ADMIN);
     session.play({{ASKS, "PORT_INFO"}});
     for (const char byte : std::string(PORT_INFO)) {

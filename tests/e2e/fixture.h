@@ -54,27 +54,34 @@ struct Session {
     // expects to be logged and on standard error the session's end is checked.
     std::string shown = GREETING, at_port, logged, errors;
     std::string quit_keys = QUIT;
+    int status = 0;
     int found_flags = 0; // O_NONBLOCK where a standard stream has it from the start
+    bool looks_at_the_end = true;
 
     explicit Session(FrontEnd kind, DaemonOptions options = {})
         : front_end(kind), daemon(std::move(options))
     {
         daemon.answer("SET_USER", "{}");
         daemon.answer("BREAK", "{}");
+        daemon.answer("PORT_INFO", PORT_INFO);
     }
 
-    // Whatever the test was about: the client ends with status 0 now if it has not yet, says
+    // Whatever the test was about: the client ends with that status, now if it has not yet, says
     // nothing unexpected, and leaves the terminal as it was.
     ~Session()
     {
-        if (!client || std::uncaught_exceptions() > 0 || testing::Test::HasFatalFailure()) {
+        if (!client || !looks_at_the_end || std::uncaught_exceptions() > 0 ||
+            testing::Test::HasFatalFailure()) {
             return;
         }
         try {
-            EXPECT_EQ(0, end());
+            EXPECT_EQ(status, end());
             EXPECT_EQ(logged, client->log());
             EXPECT_EQ(errors, client->error_output());
-            expect_terminal_as_found();
+            if (client->has_terminal()) {
+                EXPECT_TRUE(terminal_is_as_found()) << client->description();
+                expect_plain_screen();
+            }
         } catch (const Failure &failure) {
             ADD_FAILURE() << failure.what();
         }
@@ -148,6 +155,15 @@ struct Session {
             client->send(quit_keys);
         }
         return client->wait_for_exit();
+    }
+
+    // As it is before a client runs on it.
+    bool terminal_is_as_found()
+    {
+        static const std::string found = describe(Program({.arguments = {"/bin/true"}}).settings());
+        return describe(client->settings()) == found && !(client->reading && screen().alternate) &&
+               (client->stream_flags(0) & O_NONBLOCK) == found_flags &&
+               (client->stream_flags(1) & O_NONBLOCK) == found_flags;
     }
 
     Screen &screen() { return client->screen(); }
@@ -260,22 +276,21 @@ private:
         }
     }
 
-    void expect_terminal_as_found()
+    // Visible cursor, no attributes, plain keys; a resize of the emulator loses what it had saved
+    // of them.
+    void expect_plain_screen()
     {
-        if (!client->has_terminal()) {
-            return;
-        }
-        EXPECT_EQ(found_flags, client->stream_flags(0) & O_NONBLOCK);
-        EXPECT_EQ(found_flags, client->stream_flags(1) & O_NONBLOCK);
-        static const std::string found = describe(Program({.arguments = {"/bin/true"}}).settings());
-        EXPECT_EQ(found, describe(client->settings()));
-        if (client->reading && front_end == TUI) {
-            EXPECT_FALSE(screen().alternate);
-        }
         if (client->reading && front_end == TUI && !screen().resized) {
             EXPECT_TRUE(screen().cursor_visible);
-            screen().feed("\r\nX"); // in plain attributes
+            screen().feed("\r\nX");
             EXPECT_EQ(Cell{.text = "X"}, screen().cell(screen().cursor_row(), 0));
+        }
+        const std::string &output = client->output();
+        for (const auto &[on, off] : {std::pair{"\x1b[?1h", "\x1b[?1l"},
+                                      {"\x1b=", "\x1b>"},
+                                      {"\x1b[?2004h", "\x1b[?2004l"}}) {
+            const size_t last = front_end == BASIC ? std::string::npos : output.rfind(on);
+            EXPECT_TRUE(last == std::string::npos || last < output.rfind(off)) << on + 1;
         }
     }
 };

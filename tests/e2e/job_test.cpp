@@ -1,5 +1,5 @@
 // Stops, ends and crashes: whose the terminal is, and how it is left. Both front ends.
-#include "e2e/session.h"
+#include "e2e/fixture.h"
 
 #include <atomic>
 #include <csignal>
@@ -89,49 +89,45 @@ struct Shell {
 
 TEST(Job, StoppedAndContinued)
 {
-    for (const bool basic : {true, false}) {
-        SCOPED_TRACE(basic);
+    for (const FrontEnd kind : {BASIC, TUI}) {
+        SCOPED_TRACE(kind);
         const Shell shell;
-        Session session(basic);
-        session.begin({.before_exec = [&] { shell.run(); }});
+        Session session(kind);
+        session.start({.before_exec = [&] { shell.run(); }});
         Program &client = *session.client;
         const std::string raw = describe(client.settings());
         session.daemon.send("\x1b[2J\x1b[Hbefore\r\n");
         client.wait_for_screen("before");
-        EXPECT_FALSE(as_found(client));
+        EXPECT_FALSE(session.terminal_is_as_found());
         shell.signal_job(SIGTSTP);
         shell.wait_for_stops(client, 1);
-        client.wait_until([&] { return as_found(client); }, "the terminal as found");
+        client.wait_until([&] { return session.terminal_is_as_found(); }, "the terminal as found");
         client.screen().feed("\x1b[2J\x1b[Hthe shell's rubbish\r\n");
         session.daemon.send("meanwhile");
         client.signal(SIGUSR2); // in the background it has to stop again, and touch nothing
         shell.wait_for_stops(client, 2);
-        client.wait_until([&] { return as_found(client); }, "the terminal as found");
+        client.wait_until([&] { return session.terminal_is_as_found(); }, "the terminal as found");
         client.signal(SIGUSR1);
         client.wait_for_screen("meanwhile");
-        session.expect_relay("");
+        session.expect_relay();
         EXPECT_EQ(raw, describe(client.settings()));
-        if (!basic) {
-            Screen direct(23, 80);
-            direct.feed("before\r\nmeanwhile");
-            session.expect_port_screen(direct);
+        if (kind == TUI) {
+            session.expect_port_screen("before\r\nmeanwhile");
             session.wait_until_up();
         }
-        EXPECT_EQ(0, session.quit());
-        client.wait_until([&] { return as_found(client); }, "the terminal as found");
     }
 }
 
 // As the shell's kill does it: the client may not stop once more on its way out.
 TEST(Job, EndsInTheBackground)
 {
-    for (const bool basic : {true, false}) {
+    for (const FrontEnd kind : {BASIC, TUI}) {
         for (const int stop : {0, SIGTSTP, SIGSTOP}) { // 0: started there
             for (const bool twice : {false, true}) {
-                SCOPED_TRACE(std::to_string(basic) + " " + std::to_string(stop));
+                SCOPED_TRACE(std::to_string(kind) + " " + std::to_string(stop));
                 const Shell shell{.foreground = stop != 0};
-                Session session(basic);
-                session.start_only({.before_exec = [&] { shell.run(); }});
+                Session session(kind);
+                session.spawn({.before_exec = [&] { shell.run(); }});
                 if (stop != 0) {
                     session.wait_until_up();
                     shell.signal_job(stop);
@@ -144,7 +140,6 @@ TEST(Job, EndsInTheBackground)
                 shell.signal_job(SIGTERM);
                 session.client->signal(SIGUSR2);
                 EXPECT_EQ(0, session.client->wait_for_exit());
-                EXPECT_TRUE(as_found(*session.client));
             }
         }
     }
@@ -154,14 +149,15 @@ TEST(Job, EndsInTheBackground)
 // end a stopped client have its port, stuck as it may be, to themselves.
 TEST(Job, EndsWithoutTheShellsTerminal)
 {
-    for (const bool basic : {true, false}) {
+    for (const FrontEnd kind : {BASIC, TUI}) {
         for (const int stop : {SIGTSTP, SIGSTOP}) {
             for (const int end : {SIGTERM, SIGINT, SIGHUP}) {
-                SCOPED_TRACE(std::to_string(basic) + " " + std::to_string(stop) + " " +
+                SCOPED_TRACE(std::to_string(kind) + " " + std::to_string(stop) + " " +
                              std::to_string(end));
                 const Shell shell{.reads_lines = true};
-                Session session(basic);
-                session.begin({.before_exec = [&] { shell.run(); }});
+                Session session(kind);
+                session.looks_at_the_end = false; // the terminal is the shell's
+                session.start({.before_exec = [&] { shell.run(); }});
                 Program &client = *session.client;
                 const bool stuck = end == SIGTERM;
                 session.daemon.reading = !stuck;
@@ -169,7 +165,7 @@ TEST(Job, EndsWithoutTheShellsTerminal)
                     client.send(std::string(600'000, 'x'));
                     client.wait_until_taken();
                 } else {
-                    session.expect_relay("", "x");
+                    session.expect_relay();
                 }
                 shell.signal_job(stop);
                 shell.wait_for_stops(client, 1);
@@ -192,7 +188,7 @@ TEST(Job, EndsWithoutTheShellsTerminal)
                 EXPECT_EQ(0, client.wait_for_exit());
                 EXPECT_EQ(shells, describe(client.settings()));
                 EXPECT_EQ(waiting, client.waiting_input());
-                EXPECT_TRUE(stuck || session.daemon.received() == "x");
+                EXPECT_TRUE(stuck || session.daemon.received() == "~");
                 if (stop == SIGTSTP) { // without a warning it may show something first
                     EXPECT_EQ(std::string::npos, client.output().find("for nobody", shown));
                 }
@@ -205,10 +201,10 @@ TEST(Job, EndsWithoutTheShellsTerminal)
 // Keys typed meanwhile may be dropped, as with every change of the terminal's settings.
 TEST(Job, ContinuedBeforeItHasStopped)
 {
-    for (const bool basic : {true, false}) {
+    for (const FrontEnd kind : {BASIC, TUI}) {
         const Shell shell{.takes_terminal = false};
-        Session session(basic);
-        session.begin({.before_exec = [&] { shell.run(); }});
+        Session session(kind);
+        session.start({.before_exec = [&] { shell.run(); }});
         Program &client = *session.client;
         const auto runs = [&] {
             const size_t before = session.daemon.received().size();
@@ -221,7 +217,7 @@ TEST(Job, ContinuedBeforeItHasStopped)
             shell.signal_job(SIGTSTP);
             usleep(useconds_t(50 * (round % 12)));
             shell.signal_job(SIGCONT);
-            ASSERT_TRUE(runs()) << basic << " in round " << round;
+            ASSERT_TRUE(runs()) << kind << " in round " << round;
         }
         // A terminal that takes nothing keeps it from stopping for a while.
         client.reading = false;
@@ -232,18 +228,18 @@ TEST(Job, ContinuedBeforeItHasStopped)
         shell.signal_job(SIGCONT);
         client.reading = true;
         EXPECT_TRUE(runs());
-        EXPECT_EQ(0, session.quit());
     }
 }
 
 // A stopped job whose shell goes away is continued with a SIGHUP.
 TEST(Job, EndsAsAnOrphan)
 {
-    for (const bool basic : {true, false}) {
+    for (const FrontEnd kind : {BASIC, TUI}) {
         for (const int stop : {0, SIGTSTP, SIGSTOP}) {
             const Shell shell;
-            Session session(basic);
-            session.begin({.before_exec = [&] { shell.run(); }});
+            Session session(kind);
+            session.looks_at_the_end = false; // nobody is left to see to it
+            session.start({.before_exec = [&] { shell.run(); }});
             if (stop != 0) {
                 shell.signal_job(stop);
                 shell.wait_for_stops(*session.client, 1);
@@ -254,7 +250,7 @@ TEST(Job, EndsAsAnOrphan)
             EXPECT_TRUE(loop().run_until([&] {
                 const std::string line = read_file(stat);
                 return line == "" || line.find(") Z ") != std::string::npos;
-            })) << basic
+            })) << kind
                 << stop;
         }
     }
@@ -264,10 +260,9 @@ TEST(Job, EndsAsAnOrphan)
 // the keys would have done is not done any more.
 TEST(Job, CommandsBehindASignalAreNotRun)
 {
-    for (const bool basic : {true, false}) {
-        Session session(basic);
-        session.daemon.answer("BREAK", "{}");
-        session.begin();
+    for (const FrontEnd kind : {BASIC, TUI}) {
+        Session session(kind);
+        session.start({.arguments = {"admin"}});
         Program &client = *session.client;
         client.signal(SIGSTOP);
         client.send("ab\5bcd\5\5\5?e\5d");
@@ -283,19 +278,18 @@ TEST(Job, CommandsBehindASignalAreNotRun)
 
 TEST(Job, ACrashGivesTheTerminalBack)
 {
-    for (const bool basic : {true, false}) {
+    for (const FrontEnd kind : {BASIC, TUI}) {
         for (const int number : {SIGSEGV, SIGBUS, SIGABRT, SIGILL, SIGFPE}) {
-            SCOPED_TRACE(std::to_string(basic) + " " + std::to_string(number));
-            Session session(basic);
-            session.begin({.environment = {{"ASAN_OPTIONS", "handle_segv=0:handle_sigbus=0:"
+            SCOPED_TRACE(std::to_string(kind) + " " + std::to_string(number));
+            Session session(kind);
+            session.start({.environment = {{"ASAN_OPTIONS", "handle_segv=0:handle_sigbus=0:"
                                                             "handle_sigill=0:handle_sigfpe=0:"
                                                             "verify_asan_link_order=0"}}});
             Program &client = *session.client;
-            EXPECT_FALSE(as_found(client));
+            EXPECT_FALSE(session.terminal_is_as_found());
             client.signal(number);
-            EXPECT_EQ(128 + number, client.wait_for_exit());
-            EXPECT_TRUE(as_found(client));
-            EXPECT_TRUE(client.screen().cursor_visible);
+            session.status = 128 + number;
+            EXPECT_EQ(session.status, client.wait_for_exit());
         }
     }
 }
@@ -303,11 +297,9 @@ TEST(Job, ACrashGivesTheTerminalBack)
 // The line cannot send what it holds, and would keep those waiting who set it only then.
 TEST(Job, AStoppedSerialLineDoesNotKeepItFromEnding)
 {
-    for (const bool basic : {true, false}) {
-        Session session(basic);
-        session.begin({.environment = {{"ZORVAD_STOPPED_LINE", "1"}}});
-        EXPECT_EQ(0, session.quit());
-        EXPECT_TRUE(as_found(*session.client));
+    for (const FrontEnd kind : {BASIC, TUI}) {
+        Session session(kind);
+        session.start({.environment = {{"ZORVAD_STOPPED_LINE", "1"}}});
     }
 }
 

@@ -1,10 +1,10 @@
 // Fails, which is what is asked of it: the client and the emulator get scripts that differ by one
 // attribute of one letter.
-#include "e2e/tui.h"
+#include "e2e/fixture.h"
 
 TEST(MustFail, OneAttributeOfOneLetter)
 try {
-    Tui tui;
+    support::Session tui(support::TUI);
     tui.start();
     support::Screen direct(23, 80);
     direct.feed("some te\x1b[4mx\x1b[mt");

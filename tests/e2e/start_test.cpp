@@ -164,10 +164,15 @@ TEST(Identity, WithoutAUserNothingIsAnnounced)
     EXPECT_EQ(0u, session.daemon.command_count("SET_USER"));
 }
 
-TEST(FrontEnd, BasicWithoutATerminalToOpen)
+TEST(FrontEnd, BasicWithoutAUsableTerminal)
 {
-    Session session(TUI);
-    session.daemon.answer("PORT_INFO", PORT_INFO);
-    session.launch({.controlling = false});
-    session.client->wait_for_output(GREETING);
+    const Launch rows[] = {{.controlling = false},
+                           {.environment = {{"TERM", std::nullopt}}},
+                           {.environment = {{"TERM", ""}}},
+                           {.environment = {{"TERM", "no-such-terminal"}}}};
+    for (const Launch &setup : rows) {
+        Session session(TUI);
+        session.launch(setup);
+        session.client->wait_for_output(GREETING);
+    }
 }

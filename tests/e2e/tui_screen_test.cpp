@@ -187,7 +187,6 @@ TEST(TuiScreen, EverySizeIsBorne)
     for (const auto &[rows, columns] : sizes) {
         SCOPED_TRACE(std::to_string(rows) + "x" + std::to_string(columns));
         Session tui(TUI);
-        tui.daemon.answer("PORT_INFO", PORT_INFO);
         tui.daemon.answer("SCROLLBACK", "{}");
         tui.launch({.rows = rows, .columns = columns});
         tui.wait_for_refresh();

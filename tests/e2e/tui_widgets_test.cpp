@@ -93,6 +93,7 @@ TEST(StatusBar, TextsColoursAndWidths)
 TEST(StatusBar, LoadingThenCountingThenFollowingTheDaemon)
 {
     Session tui(TUI);
+    tui.daemon.answer("PORT_INFO", std::nullopt);
     tui.launch({.columns = 120});
     tui.daemon.expect_command("PORT_INFO");
     tui.client->wait_until([&] { return tui.bar() == "Port Data Loading..."; }, "the loading text");
@@ -126,7 +127,6 @@ TEST(StatusBar, OddRepliesNeitherStopItNorReachTheTerminal)
         {R"({"label":"e\u0301x \u4e2d"})", "x \xe4\xb8\xad | Time: "},
     };
     Session tui(TUI);
-    tui.daemon.answer("PORT_INFO", "{}");
     tui.launch({.columns = 120});
     for (const auto &row : rows) {
         SCOPED_TRACE(row.reply);
