@@ -39,7 +39,7 @@ void output(Output where, size_t total, const char *what, double limit)
     const bool counts = where == Output::TERMINAL;
     print_figure(
         {counts ? "basic, port to terminal, CPU per MB" : "basic, port to pipe, CPU per MB",
-         counts ? Bound::AT_MOST : Bound::NONE, 1.5, ratio(basic.processor, relay.processor),
+         counts ? Bound::AT_MOST : Bound::NONE, 1.2, ratio(basic.processor, relay.processor),
          " × relay",
          format("basic %.2f, relay %.2f, socat %.2f ms/MB", median(basic.processor) * 1e3,
                 median(relay.processor) * 1e3, median(socat.processor) * 1e3)});

@@ -12,8 +12,6 @@ struct Figure {
     double measured;
     const char *unit;      // "× relay", " ms"
     std::string reference; // what else was seen in the same run
-    // The verdict where the machine keeps the reference itself from reaching it; null: none.
-    const char *out_of_reach = nullptr;
 };
 
 void print_table_head();

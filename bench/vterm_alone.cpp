@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr int ROWS = 23, COLUMNS = 80;
 constexpr size_t PIECE = 1 << 16;
 constexpr size_t LINES_KEPT = 1000;
 
@@ -18,7 +17,7 @@ struct Emulator {
     struct Damage {
         int first, end;
     };
-    std::vector<Damage> damage = std::vector<Damage>(ROWS);
+    std::vector<Damage> damage;
     std::list<std::vector<VTermScreenCell>> lines;
     VTermPos cursor{};
 };
@@ -72,11 +71,13 @@ VTermScreenCallbacks make_callbacks()
 
 } // namespace
 
-double vterm_alone_time(std::string_view payload)
+double vterm_alone_time(std::string_view payload, Size terminal)
 {
     const VTermScreenCallbacks callbacks = make_callbacks();
+    const Size port = {terminal.rows - 1, terminal.columns};
     Emulator emulator;
-    VTerm *vt = vterm_new(ROWS, COLUMNS);
+    emulator.damage.resize(static_cast<size_t>(port.rows));
+    VTerm *vt = vterm_new(port.rows, port.columns);
     VTermScreen *screen = vterm_obtain_screen(vt);
     vterm_screen_enable_altscreen(screen, 1);
     vterm_screen_reset(screen, 1);
@@ -88,7 +89,8 @@ double vterm_alone_time(std::string_view payload)
     while (!payload.empty()) {
         const size_t length = std::min(payload.size(), PIECE);
         vterm_input_write(vt, payload.data(), length);
-        std::fill(emulator.damage.begin(), emulator.damage.end(), Emulator::Damage{COLUMNS, 0});
+        std::fill(emulator.damage.begin(), emulator.damage.end(),
+                  Emulator::Damage{port.columns, 0});
         payload.remove_prefix(length);
     }
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;

@@ -4,5 +4,7 @@
 
 #include <string_view>
 
-// The seconds that the payload takes.
-double vterm_alone_time(std::string_view payload);
+#include "bench/terminal.h"
+
+// The seconds that the payload takes on the port's part of a terminal, all but a row.
+double vterm_alone_time(std::string_view payload, Size terminal);
