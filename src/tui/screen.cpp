@@ -25,6 +25,11 @@ constexpr int STOP_PATIENCE_MS = 1000;
 // What the restoring sequences may take after that.
 constexpr int RESTORE_PATIENCE_MS = 200;
 
+// Bytes that a serial line may have waiting when the next picture is made, so that a key's echo
+// does not wait behind old ones; and how often it is looked at.
+constexpr int LINE_WAITING_MAX = 128;
+constexpr int LINE_LOOK_MS = 5;
+
 ustream_fd output;
 bool output_open; // output has a descriptor
 bool stopping;    // the stream is gone: write to its descriptor as well as it takes it
@@ -63,9 +68,20 @@ bool output_is_idle()
     return output.stream.w.data_bytes == 0;
 }
 
+// A serial line tells what it has not sent yet; a pseudo-terminal says that there is nothing.
+bool line_is_behind()
+{
+    int waiting = 0;
+    return ioctl(output.fd.fd, TIOCOUTQ, &waiting) == 0 && waiting > LINE_WAITING_MAX;
+}
+
 void present_now()
 {
     if (!present_due || !output_is_idle()) {
+        return;
+    }
+    if (line_is_behind()) {
+        uloop_timeout_set(&present_timer, LINE_LOOK_MS);
         return;
     }
     present_due = false;
