@@ -12,6 +12,9 @@ extern ustream_fd stdout_stream;
 extern ustream_fd stdin_stream;
 // When stdin_stream may read.
 extern ReadGate typed_input;
+// What holds it beside the port: the power script's input, and standard output as its echo.
+constexpr ReadHold HOLD_SCRIPT = HOLD_SECOND_SINK;
+constexpr ReadHold HOLD_ECHO = HOLD_THIRD_SINK;
 
 // What may wait for the terminal before its sources are not read any more, and where they start
 // again.
@@ -52,8 +55,8 @@ void console_hold_when_full(ReadGate &gate);
 void console_set_script_output(ReadGate *gate);
 
 // Sets O_NONBLOCK again, which others who have the same terminal may have taken away: a stream that
-// blocks would take the end of what is there for the end of input. Before each reading but the first
-// after an event.
+// blocks would take the end of what is there for the end of input. Before each reading but the
+// first after an event.
 void console_take_flags();
 
 // The session is over: takes the keys that were typed, then no more keys and no script output.

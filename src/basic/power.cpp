@@ -30,7 +30,7 @@ void ignore_state(ustream *) {}
 void on_script_input_written(ustream *stream, int)
 {
     if (stream->w.data_bytes <= TYPED_RESUME) {
-        read_gate_release(typed_input, HOLD_POWER);
+        read_gate_release(typed_input, HOLD_SCRIPT);
     }
 }
 
@@ -38,7 +38,7 @@ void on_script_input_written(ustream *stream, int)
 void on_script_input_state(ustream *stream)
 {
     if (stream->write_error) {
-        read_gate_release(typed_input, HOLD_POWER);
+        read_gate_release(typed_input, HOLD_SCRIPT);
     }
 }
 
@@ -104,7 +104,7 @@ void close_menu()
     close(power_in.fd.fd);
     close(power_out.fd.fd);
     power_pid = -1;
-    read_gate_release(typed_input, HOLD_POWER);
+    read_gate_release(typed_input, HOLD_SCRIPT);
     read_gate_release(typed_input, HOLD_ECHO);
     console_take_flags(); // the script may have changed those of its standard error, the same ones
     console_print("=== Exited Power Menu ===\r\n\r\n");
@@ -147,7 +147,7 @@ void power_input_hook(const char *chunk, int32_t)
         (void)ustream_write(&out, "\n", 1, false);
     }
     if (script.w.data_bytes > TYPED_LIMIT && !script.write_error) {
-        read_gate_hold(typed_input, HOLD_POWER);
+        read_gate_hold(typed_input, HOLD_SCRIPT);
     }
     if (out.w.data_bytes > ANSWERS_LIMIT) {
         read_gate_hold(typed_input, HOLD_ECHO);

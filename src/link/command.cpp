@@ -18,7 +18,6 @@ bool read_buffer_is_full(const ustream &stream)
 
 void pending_command_free(PendingCommand *command)
 {
-    node_free(command->request);
     free(command->text);
     free(command);
 }
@@ -131,12 +130,12 @@ int send_command(DaemonConnection &connection, node *request, void *context,
         free(command);
         return -1;
     }
-    command->request = request;
     command->context = context;
     command->callback = callback;
     command->text = text.release();
     list_add_tail(&command->list, &connection.commands);
     connection.command_count++;
+    node_free(request); // its text goes over the socket
     if (!connection.command_in_flight) {
         write_head(connection);
     }
@@ -150,7 +149,7 @@ int send_bare_command(DaemonConnection &connection, const char *name, void *cont
     if (send_command(connection, request.get(), context, callback) != 0) {
         return -1;
     }
-    (void)request.release(); // the queue owns it now
+    (void)request.release(); // it is gone
     return 0;
 }
 

@@ -12,7 +12,6 @@ using CommandCallback = void (*)(node *reply, void *context);
 
 struct PendingCommand {
     list_head list;
-    node *request;            // owned
     void *context;            // not owned; handed to callback
     CommandCallback callback; // may be null
     char *text;               // the request as it goes over the socket; owned
@@ -26,7 +25,7 @@ struct PendingCommand {
 constexpr size_t COMMANDS_MAX = 1000;
 
 // Queues a request and writes it when no other command is in flight. Every command gets one reply,
-// in order; callback may be null. Takes the request on success. Returns -1, with a line in the log
+// in order; callback may be null. Frees the request on success. Returns -1, with a line in the log
 // and the request left to the caller, when memory is short, request is null or COMMANDS_MAX wait.
 [[nodiscard]] int send_command(DaemonConnection &connection, node *request, void *context,
                                CommandCallback callback);

@@ -27,12 +27,12 @@ struct DaemonConnection {
     ustream_fd data_stream;
     OutputSink output_sink; // set once, by the front end
 
-    uint8_t hung_up;               // the daemon closed one of the sockets
-    volatile sig_atomic_t hang_up; // SIGHUP has come; quit follows when the loop sees it
-    uint8_t ending;                // what is on its way still goes on, nothing new begins
-    ReadGate port_output;          // when data_stream may read
-    ReadGate replies;              // when cmd_stream may read
-    int32_t piece_controls;        // control bytes in one call of output_sink; 0 for any number
+    uint8_t hung_up;                   // the daemon closed one of the sockets
+    volatile sig_atomic_t told_to_end; // by SIGHUP; quit follows when the loop sees it
+    uint8_t ending;                    // what is on its way still goes on, nothing new begins
+    ReadGate port_output;              // when data_stream may read
+    ReadGate replies;                  // when cmd_stream may read
+    int32_t piece_controls;            // control bytes in one call of output_sink; 0 for any number
     void (*on_port_drained)(void); // what was typed is on its way to the port; set by the front end
     uloop_fd cmd_hangup;           // watches cmd.sck while cmd_stream's full buffer keeps it blind
     size_t command_count;          // the length of commands
@@ -74,11 +74,6 @@ void connection_hung_up(DaemonConnection &connection);
 // Takes the escape character over from a PORT_INFO reply. One without a number keeps the old one:
 // there must be a way out.
 void connection_take_escape(DaemonConnection &connection, const node *reply);
-
-// What was typed is written in pieces of this size at most: the system tells only of whole pieces
-// that the daemon has read, and the end of a session waits as long as it reads. At 9600 baud one
-// takes a second. A paste is about as fast as with 64 KiB (scripts/bench basic-paste).
-constexpr int PORT_PIECE = 1024;
 
 // Sends what was typed to the port; what it does not take yet is queued. `more` says that further
 // bytes follow at once. A port that is gone ends the session by itself.

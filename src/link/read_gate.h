@@ -12,11 +12,12 @@ constexpr int64_t TURN_US = 500;
 
 // Why a source is held; several may hold it at once.
 enum ReadHold : uint8_t {
-    HOLD_SINK = 1,  // the stream it feeds has too much waiting
-    HOLD_POWER = 2, // likewise, the power script's input
-    HOLD_TURN = 4,  // it had its turn
-    HOLD_END = 8,   // the session is over for it; never released
-    HOLD_ECHO = 16, // too much of what it typed waits to be echoed
+    HOLD_SINK = 1, // the stream it feeds has too much waiting
+    HOLD_TURN = 2, // it had its turn
+    HOLD_END = 4,  // the session is over for it; never released
+    // Further streams that it feeds as well, named by its owner.
+    HOLD_SECOND_SINK = 8,
+    HOLD_THIRD_SINK = 16,
 };
 
 struct ReadGate {

@@ -68,22 +68,32 @@ int run()
     return 0;
 }
 
+int parse_and_run(int argument_count, char **arguments)
+{
+    switch (options_parse(argument_count, arguments)) {
+    case CommandLine::RUN:
+        return run();
+    case CommandLine::HELP:
+        return 0;
+    case CommandLine::WRONG:
+        break;
+    }
+    return -1;
+}
+
 } // namespace
 
 int main(int argument_count, char **arguments)
 {
-    CommandLine line = options_init();
+    const bool prepared = options_init();
     ulog_open(ULOG_SYSLOG, LOG_DAEMON, "zorvad-client");
     ulog_threshold(LOG_WARNING);
     ulog(LOG_INFO, "zorvad-client intialising...");
-    if (line == CommandLine::RUN) {
-        line = options_parse(argument_count, arguments);
+    int status = -1;
+    if (prepared) {
+        status = parse_and_run(argument_count, arguments);
     } else {
         fprintf(stderr, "zorvad-client: out of memory\n");
-    }
-    int status = line == CommandLine::HELP ? 0 : -1;
-    if (line == CommandLine::RUN) {
-        status = run();
     }
     options_free();
     return status;

@@ -34,7 +34,7 @@ void print_usage(void **entries, const char *description)
 
 } // namespace
 
-CommandLine options_init()
+bool options_init()
 {
     table.port = arg_str1(nullptr, nullptr, "PORT", "the serial key of the port to connect to");
     table.right = arg_str0(nullptr, nullptr, "ACCESS-RIGHT", "the access rights of the port user");
@@ -42,7 +42,7 @@ CommandLine options_init()
     table.basic_interface =
         arg_lit0(nullptr, "basic-interface", "force the basic interface, rather than the TUI");
     table.end = arg_end(2);
-    return arg_nullcheck(table.entries) == 0 ? CommandLine::RUN : CommandLine::NO_MEMORY;
+    return arg_nullcheck(table.entries) == 0;
 }
 
 CommandLine options_parse(int argument_count, char **arguments)

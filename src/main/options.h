@@ -11,13 +11,12 @@ enum class CommandLine {
     RUN,
     HELP,  // the usage was printed
     WRONG, // an error was printed
-    NO_MEMORY,
 };
 
-// The argument table is built by options_init, read by options_parse (which sets
-// use_basic_interface and access_right) and freed by options_free, after which access_right is no
-// longer valid.
-[[nodiscard]] CommandLine options_init();
+// The argument table is built by options_init (false when memory is short), read by options_parse
+// (which sets use_basic_interface and access_right) and freed by options_free, after which
+// access_right is no longer valid.
+[[nodiscard]] bool options_init();
 [[nodiscard]] CommandLine options_parse(int argument_count, char **arguments);
 const char *options_port();
 void options_free();

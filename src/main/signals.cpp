@@ -72,7 +72,7 @@ void on_signal(int signal_number)
         count_when_asked = continue_count;
     }
     if (signal_number == SIGHUP) {
-        zorvad.hang_up = 1; // at once: what else has come with it may not stop the client
+        zorvad.told_to_end = 1; // at once: what else has come with it may not stop the client
     }
     signal_pipe_notify(signal_number);
 }

@@ -11,6 +11,7 @@
 #include "link/clock.h"
 #include "link/connection.h"
 #include "link/owned.h"
+#include "text/printable.h"
 #include "tui/popup.h"
 #include "tui/port_history.h"
 #include "tui/termbox.h"
@@ -295,6 +296,15 @@ void on_port_drained()
     }
 }
 
+void deliver_raw(const char *bytes, size_t length)
+{
+    deliver_gathered();
+    const std::string_view rest = without_discarded({bytes, length});
+    if (!rest.empty() && may_forward()) {
+        widget_list_input(rest.data(), static_cast<int>(rest.size()), widget_list);
+    }
+}
+
 } // namespace
 
 int tui_input_start()
@@ -350,11 +360,17 @@ void tui_input_cb(uloop_fd *fd, unsigned int)
     }
 }
 
-void tui_raw_input(const char *bytes, int length)
+int tui_extract_hook(tb_event *event, size_t *consumed)
 {
-    deliver_gathered();
-    const std::string_view rest = without_discarded({bytes, static_cast<size_t>(length)});
-    if (!rest.empty() && may_forward()) {
-        widget_list_input(rest.data(), static_cast<int>(rest.size()), widget_list);
-    }
+    const UnparsedInput input = tui_unparsed_input();
+    const size_t complete = input.length - incomplete_tail({input.bytes, input.length});
+    // Alt and a letter of Latin-1 look unfinished, and their ESC is no key by itself.
+    const size_t length = complete > 1 ? complete : input.length;
+    const char behind = input.bytes[length];
+    event->type = TUI_EVENT_RAW_INPUT;
+    input.bytes[length] = '\0';
+    deliver_raw(input.bytes, length);
+    input.bytes[length] = behind;
+    *consumed = length;
+    return TB_OK;
 }

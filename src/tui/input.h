@@ -1,7 +1,12 @@
 // The keyboard of the terminal UI: keys and escape commands from termbox2's events.
 #pragma once
 
+#include <stddef.h>
+#include <stdint.h>
+
 #include "dep/ubox.h"
+
+struct tb_event;
 
 // Watches the terminal and termbox2's resize pipe. Returns 0, or -1 when the loop refuses them.
 [[nodiscard]] int tui_input_start();
@@ -16,5 +21,9 @@ int tui_terminal_descriptor();
 // Callback of both watches.
 void tui_input_cb(uloop_fd *fd, unsigned int events);
 
-// Raw input from the extract hook. A NUL follows the bytes.
-void tui_raw_input(const char *bytes, int length);
+// Type of the event left by the hook: its input was delivered already.
+constexpr uint8_t TUI_EVENT_RAW_INPUT = 4;
+
+// termbox2's extract-pre hook: hands all unparsed input to the top widget as it came, but for an
+// unfinished character at its end behind more than an ESC, and has termbox2 drop it.
+int tui_extract_hook(tb_event *event, size_t *consumed);

@@ -9,8 +9,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "text/printable.h"
-#include "tui/input.h"
 #include "tui/screen.h"
 #include "tui/settings.h"
 #include "tui/widget/layout.h"
@@ -30,14 +28,7 @@ void add_available(const char *bytes, size_t count)
 }
 
 // Stands for read() in termbox2.
-ssize_t observed_read(int descriptor, void *bytes, size_t count)
-{
-    const ssize_t length = read(descriptor, bytes, count);
-    if (length > 0 && descriptor == tui_terminal_descriptor()) {
-        add_available(static_cast<const char *>(bytes), static_cast<size_t>(length));
-    }
-    return length;
-}
+ssize_t observed_read(int descriptor, void *bytes, size_t count);
 
 // Stands for ioctl() in termbox2, whose only question it is: a terminal may claim 65535 x 65535,
 // and for each of its cells termbox2 takes memory twice.
@@ -66,14 +57,16 @@ int bounded_window_size(int descriptor, unsigned long, winsize *size)
 
 namespace {
 
-struct UnparsedInput {
-    char *bytes; // termbox2 leaves room for a NUL behind them
-    size_t length;
-};
-
-UnparsedInput unparsed_input()
+ssize_t observed_read(int descriptor, void *bytes, size_t count)
 {
-    return {global.in.buf, global.in.len};
+    int terminal = -1;
+    int resize_pipe = -1;
+    (void)tb_get_fds(&terminal, &resize_pipe);
+    const ssize_t length = read(descriptor, bytes, count);
+    if (length > 0 && descriptor == terminal) {
+        add_available(static_cast<const char *>(bytes), static_cast<size_t>(length));
+    }
+    return length;
 }
 
 tb_cell *first_cell(int y, int back)
@@ -84,6 +77,11 @@ tb_cell *first_cell(int y, int back)
 
 } // namespace
 
+UnparsedInput tui_unparsed_input()
+{
+    return {global.in.buf, global.in.len};
+}
+
 bool tui_can_hide_cursor()
 {
     const char *hide = global.caps[TB_CAP_HIDE_CURSOR];
@@ -92,7 +90,7 @@ bool tui_can_hide_cursor()
 
 bool tui_next_event(tb_event *event, KeyBytes *bytes)
 {
-    const UnparsedInput left = unparsed_input();
+    const UnparsedInput left = tui_unparsed_input();
     front.length = 0;
     available = 0;
     if (left.length > 0) {
@@ -102,23 +100,8 @@ bool tui_next_event(tb_event *event, KeyBytes *bytes)
         return false;
     }
     *bytes = front;
-    bytes->length = std::min(front.length, available - unparsed_input().length);
+    bytes->length = std::min(front.length, available - tui_unparsed_input().length);
     return true;
-}
-
-int tui_extract_hook(tb_event *event, size_t *consumed)
-{
-    const UnparsedInput input = unparsed_input();
-    const size_t complete = input.length - incomplete_tail({input.bytes, input.length});
-    // Alt and a letter of Latin-1 look unfinished, and their ESC is no key by itself.
-    const size_t length = complete > 1 ? complete : input.length;
-    const char behind = input.bytes[length];
-    event->type = TUI_EVENT_RAW_INPUT;
-    input.bytes[length] = '\0';
-    tui_raw_input(input.bytes, static_cast<int>(length));
-    input.bytes[length] = behind;
-    *consumed = length;
-    return TB_OK;
 }
 
 tb_cell *tui_front_row(int y)

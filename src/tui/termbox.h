@@ -1,5 +1,5 @@
-// What joins the terminal UI to termbox2's insides: the hook for input that begins with an escape
-// byte, and events together with the bytes they were made from.
+// What joins the terminal UI to termbox2's insides: input that it has not parsed, and events
+// together with the bytes they were made from.
 #pragma once
 
 #include <stddef.h>
@@ -7,9 +7,6 @@
 
 struct tb_cell;
 struct tb_event;
-
-// Type of the event left by the hook: its input was delivered already.
-constexpr uint8_t TUI_EVENT_RAW_INPUT = 4;
 
 // The bytes behind one key event, as the terminal sent them. (termbox2 decodes bytes that are not
 // UTF-8 into something else.)
@@ -24,9 +21,12 @@ struct KeyBytes {
 // Whether the terminal has a way to hide the cursor.
 [[nodiscard]] bool tui_can_hide_cursor();
 
-// termbox2's extract-pre hook: hands all unparsed input to the top widget as it came, but for an
-// unfinished character at its end behind more than an ESC, and has termbox2 drop it.
-int tui_extract_hook(tb_event *event, size_t *consumed);
+// The bytes that termbox2 has read and made no event of yet. There is room for a NUL behind them.
+struct UnparsedInput {
+    char *bytes;
+    size_t length;
+};
+UnparsedInput tui_unparsed_input();
 
 // A row of cells that termbox2 believes to be shown, or that it is to show. The rows lie one behind
 // the other; the one asked for counts as drawn. Null when there is no such row.

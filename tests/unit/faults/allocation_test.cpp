@@ -218,8 +218,7 @@ TEST(FailingAllocations, OfTheCommandLine)
 {
     for (int number = 1; number < 100; number++) {
         allocation_fail_at(number);
-        const CommandLine line = options_init();
-        EXPECT_EQ(allocation_has_failed() ? CommandLine::NO_MEMORY : CommandLine::RUN, line);
+        EXPECT_NE(allocation_has_failed(), options_init());
         options_free();
         if (!allocation_has_failed()) {
             allocation_fail_at(0);

@@ -125,7 +125,6 @@ Connected::~Connected()
     while (!list_empty(&zorvad.commands)) {
         PendingCommand *command = list_first_entry(&zorvad.commands, PendingCommand, list);
         list_del(&command->list);
-        node_free(command->request);
         free(command->text);
         free(command);
     }
