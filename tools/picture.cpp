@@ -1,6 +1,6 @@
-// Draws a real session as an SVG picture on standard output: the client's terminal UI at work, its
-// help and its port history, from the cells of the emulated screen. Arguments: the client, the key
-// of a port with a shell behind it.
+// Draws a real session as an SVG picture on standard output: a board that has booted, the other
+// user's session and the port history, from the cells of the emulated screen. Arguments: the
+// client, the key of a port with the board behind it.
 #include "support/program.h"
 
 #include <cstdio>
@@ -10,9 +10,9 @@ using namespace support;
 namespace {
 
 constexpr int ROWS = 20;
-constexpr int COLUMNS = 132;
-constexpr int CELL_WIDTH = 7;
-constexpr int CELL_HEIGHT = 15;
+constexpr int COLUMNS = 108; // as many as are readable at the width of a page
+constexpr int CELL_WIDTH = 8;
+constexpr int CELL_HEIGHT = 17;
 constexpr int MARGIN = 8;
 constexpr int PANEL_HEIGHT = ROWS * CELL_HEIGHT + MARGIN;
 
@@ -92,25 +92,15 @@ void draw_screen(const Screen &screen, int top)
     }
 }
 
-void type(Program &client, const char *command, const char *answer)
-{
-    client.send(std::string(command) + "\r");
-    client.wait_for_screen(answer);
-}
-
 void draw_session(Program &client)
 {
-    client.wait_for_screen("Ctrl-e ? for help");
-    client.wait_for_screen("board$");
-    type(client, "seq -s ' ' 40", "38 39 40\nboard$");
-    type(client, R"(printf '\e[1mbold\e[m \e[4munderlined\e[m \e[7mreverse\e[m\n')",
-         "reverse\nboard$");
-    type(client, "for n in 1 2 3; do echo line $n; done", "line 3\nboard$");
+    client.wait_for_screen("board login:");
+    client.wait_for_screen("maria, jon");
     draw_screen(client.screen(), MARGIN);
-    client.send("\x05?");
-    client.wait_for_screen("for this help");
+    client.send("\5d");
+    client.wait_for_screen("Press 'Y'");
     draw_screen(client.screen(), MARGIN + PANEL_HEIGHT);
-    client.send("x\x05s");
+    client.send("n\5s");
     client.wait_for_screen("Line 0 of");
     client.wait_until([&] { return client.screen().text().find("loading") == std::string::npos; },
                       "the port history");
@@ -127,11 +117,14 @@ int main(int, char **arguments)
                     .environment = {{"USER", "maria"}},
                     .rows = ROWS,
                     .columns = COLUMNS});
+    client.wait_for_screen("Users: maria");
+    Program other({.arguments = {arguments[1], arguments[2], "--basic-interface"},
+                   .environment = {{"USER", "jon"}, {"SSH_CLIENT", "192.0.2.9 50412 22"}}});
     const int width = COLUMNS * CELL_WIDTH + 2 * MARGIN;
     const int height = 3 * PANEL_HEIGHT + MARGIN;
     printf(
         "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %d %d\" font-family=\"monospace\" "
-        "font-size=\"11.6\" xml:space=\"preserve\">\n<rect width=\"%d\" height=\"%d\" "
+        "font-size=\"13.3\" xml:space=\"preserve\">\n<rect width=\"%d\" height=\"%d\" "
         "fill=\"#808080\"/>\n",
         width, height, width, height);
     for (int panel = 0; panel < 3; panel++) {
@@ -140,6 +133,6 @@ int main(int, char **arguments)
     }
     draw_session(client);
     printf("</svg>\n");
-    client.send("\x05q");
+    client.send("\5q");
     return client.wait_for_exit();
 }
