@@ -45,14 +45,14 @@ constexpr bool is_direction_control(uint32_t code_point)
 }
 
 // Writes text to copy (room for its length and a NUL, and may be text itself) with "?" for every
-// control character (of direction as well) and for every byte that is not UTF-8. Returns the length,
-// which is at most the text's.
+// control character (of direction as well) and for every byte that is not UTF-8. Returns the
+// length, which is at most the text's.
 size_t make_printable(std::string_view text, char *copy);
 
 // The same as a new NUL-terminated text, freed with free. Null when memory is short.
 [[nodiscard]] char *printable_copy(const char *text);
 
-// A new text, freed with free, of the characters that bytes are on their own (Latin-1), as the cells
-// of a popup show them: in UTF-8, with "?" for a control character other than a line feed, a return
-// or a tab. Null when memory is short.
+// A new text, freed with free, of the characters that bytes are on their own (Latin-1), as the
+// cells of a popup show them: in UTF-8, with "?" for a control character other than a line feed, a
+// return or a tab. Null when memory is short.
 [[nodiscard]] char *printable_latin1(const char *bytes);
