@@ -153,6 +153,28 @@ int best_lines(const Pictures &pictures)
     return best;
 }
 
+// Many rows that are to be blank are scrolled out of sight: a byte each, where an erasure takes
+// four.
+Shift find_blanked(const Pictures &pictures)
+{
+    constexpr int ENOUGH = 8;
+    Shift best = {};
+    int top = 0;
+    int changed = 0;
+    for (int y = 0; y < pictures.height; y++) {
+        if (pictures.costs[y] > 0) {
+            top = y + 1;
+            changed = 0;
+            continue;
+        }
+        changed += is_unchanged(pictures, y) ? 0 : 1;
+        if (changed >= ENOUGH && !is_unchanged(pictures, y)) {
+            best = {top, y + 1, y + 1 - top};
+        }
+    }
+    return best;
+}
+
 } // namespace
 
 int row_cost(const tb_cell *wanted, const tb_cell *shown, int width)
@@ -183,7 +205,7 @@ Shift find_shift(const Pictures &pictures, int margin_top, int margin_bottom)
 {
     const int lines = best_lines(pictures);
     if (lines == 0) {
-        return {};
+        return find_blanked(pictures);
     }
     weigh(pictures, lines, true);
     Band best = best_band(pictures.height);
@@ -196,7 +218,7 @@ Shift find_shift(const Pictures &pictures, int margin_top, int margin_bottom)
     }
     best.gain -= abs(lines) * (lines > 0 ? 1 : 2);
     if (best.gain <= 0) {
-        return {};
+        return find_blanked(pictures);
     }
     return {best.top + std::min(0, lines), best.bottom + std::max(0, lines), lines};
 }
