@@ -168,31 +168,37 @@ void open_help()
     }
 }
 
+void quit_session()
+{
+    connection_quit(zorvad);
+}
+
+void open_history()
+{
+    (void)widget_list_open(widget_list, port_history_new, LAYOUT_TALL_POPUP, zorvad);
+}
+
+struct Command {
+    uint32_t key;
+    void (*run)();
+};
+constexpr Command COMMANDS[] = {
+    {'q', quit_session}, {'b', send_break}, {'d', sessions_request},
+    {'s', open_history}, {'?', open_help},
+};
+
 // Returns false for a key that is no command. While the session ends, commands come to nothing.
 bool run_command(uint32_t key)
 {
-    if (connection_is_ending(zorvad)) {
-        return key != 0 && key < 0x80 && strchr("qbds?", static_cast<int>(key)) != nullptr;
+    for (const Command &command : COMMANDS) {
+        if (command.key == key) {
+            if (!connection_is_ending(zorvad)) {
+                command.run();
+            }
+            return true;
+        }
     }
-    switch (key) {
-    case 'q':
-        connection_quit(zorvad);
-        return true;
-    case 'b':
-        send_break();
-        return true;
-    case 'd':
-        sessions_request();
-        return true;
-    case 's':
-        (void)widget_list_open(widget_list, port_history_new, LAYOUT_TALL_POPUP, zorvad);
-        return true;
-    case '?':
-        open_help();
-        return true;
-    default:
-        return false;
-    }
+    return false;
 }
 
 void handle_key(const tb_event &event, const KeyBytes &key)
