@@ -162,10 +162,10 @@ struct tb_global {
     tb_screen screen;
     tb_caps caps;
     tb_bytes in;
-    tb_bytes out;      // empty between calls
-    tb_cursor cursor;  // as the program wants it
-    int cursor_shown;  // as the terminal has it: 0 or 1, or -1 when that is not certain
-    int pen_x, pen_y;  // where the terminal's cursor stands; pen_x is -1 when that is not certain
+    tb_bytes out;     // empty between calls
+    tb_cursor cursor; // as the program wants it
+    int cursor_shown; // as the terminal has it: 0 or 1, or -1 when that is not certain
+    int pen_x, pen_y; // where the terminal's cursor stands; pen_x is -1 when that is not certain
     uintattr_t pen_fg, pen_bg;
 };
 
