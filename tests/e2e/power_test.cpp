@@ -141,7 +141,8 @@ TEST_F(PowerMenu, AClosedPipeDoesNotEndItButTheScriptsDeathDoes)
 TEST_F(PowerMenu, AScriptThatMakesTheTerminalBlock)
 {
     Power session("#!/usr/bin/perl\nuse Fcntl; $| = 1; fcntl(STDERR, F_SETFL, O_RDWR);\n"
-                  "print 'blocks'; <STDIN>; <STDIN>; fcntl(STDERR, F_SETFL, O_RDWR);\n",
+                  "print 'blocks'; <STDIN>; <STDIN>; select undef, undef, undef, 0.3;\n"
+                  "fcntl(STDERR, F_SETFL, O_RDWR);\n", // not in between two reads of the client
                   {.columns = 120, .before_exec = [] { dup2(0, 2); }});
     session.play({{TYPE, "\5p"},
                   {SHOWS, ENTERING + "blocks"},
