@@ -57,10 +57,12 @@ TEST(Ending, EverythingIsAsFound)
             SCOPED_TRACE(std::to_string(&row - rows) + " " + name);
             Session session(row.front_end);
             session.found_flags = row.flags;
-            if (!row.replies) {
+            if (row.replies) {
+                session.start(row.setup);
+            } else {
                 session.daemon.answer("SET_USER", std::nullopt);
+                session.launch(row.setup);
             }
-            session.launch(row.setup);
             session.daemon.send("\x1b[1;4;7m\x1b[?25l\x1b[?1;1002;2004h\x1b=port output");
             session.client->wait_for("port output"); // now raw mode is on and the loop runs
             const std::string &output = session.client->output();

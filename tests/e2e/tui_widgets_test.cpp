@@ -193,8 +193,7 @@ TEST(Popup, SessionsAndTheAnswer)
         tui.client->send(yes ? "Y" : "y");
         expect_blank_port_screen(tui);
         if (yes) {
-            tui.daemon.expect_command("DISCONNECT_SESSIONS");
-            tui.daemon.reply("{}");
+            tui.play({{ASKS, "DISCONNECT_SESSIONS"}, {REPLY, "{}"}});
         }
         tui.expect_relay();
         EXPECT_EQ(yes, tui.daemon.command_count("DISCONNECT_SESSIONS"));
@@ -322,10 +321,7 @@ TEST(History, LinesColoursAndKeys)
     tui.client->send("t");
     expect_history(tui, header(0, 5), lines);
 
-    tui.client->send("\x1b[A");
-    tui.client->wait_until_read(); // an escape sent along with other bytes is part of a sequence
-    tui.client->send("x");
-    tui.client->wait_until_read();
+    tui.play({{TYPE, "\x1b[A"}, {TYPE, "x"}}); // an escape along with other bytes leads a sequence
     expect_history(tui, header(0, 5), lines);
     tui.client->send("\x1b");
     expect_blank_port_screen(tui);
@@ -395,19 +391,17 @@ TEST(History, RepliesAfterTheClose)
 {
     Session tui(TUI);
     tui.start();
-    tui.client->send("\5s\5s\5s");
-    tui.daemon.expect_command("SCROLLBACK");
-    tui.client->send("\x1b"); // the top one, whose request is the one under way
-    tui.client->wait_until_read();
-    tui.daemon.reply(HISTORY);
-    tui.daemon.expect_command("SCROLLBACK");
-    tui.client->send("\x1b");
-    tui.client->wait_until_read();
-    tui.daemon.reply(HISTORY);
-    tui.daemon.expect_command("SCROLLBACK");
-    tui.daemon.reply(HISTORY);
-    tui.client->wait_for_screen(header(0, 5)); // of the one left
-    tui.client->send("\x1b");
+    tui.play({{TYPE, "\5s\5s\5s"},
+              {ASKS, "SCROLLBACK"},
+              {TYPE, "\x1b"}, // the top one, whose request is the one under way
+              {REPLY, HISTORY},
+              {ASKS, "SCROLLBACK"},
+              {TYPE, "\x1b"},
+              {REPLY, HISTORY},
+              {ASKS, "SCROLLBACK"},
+              {REPLY, HISTORY},
+              {SHOWS, header(0, 5)}, // of the one left
+              {TYPE, "\x1b"}});
     expect_blank_port_screen(tui);
     tui.wait_for_refresh();
 }
