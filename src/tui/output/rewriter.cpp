@@ -1,7 +1,6 @@
 #include "tui/output/rewriter.h"
 
 #include <algorithm>
-#include <string.h>
 
 #include "tui/output/digits.h"
 #include "tui/output/terminal.h"
