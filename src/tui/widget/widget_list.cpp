@@ -1,5 +1,7 @@
 #include "tui/widget/widget_list.h"
 
+#include <algorithm>
+
 #include "link/clock.h"
 #include "link/owned.h"
 #include "tui/screen.h"
@@ -11,6 +13,8 @@ namespace {
 
 // Between two pictures of port output: sending more of them costs more than they show.
 constexpr int PICTURE_INTERVAL_MS = 10;
+// Painting takes a fifth of the time at most, up to this interval.
+constexpr int64_t LONGEST_INTERVAL_MS = 200;
 // For so long after a key its answer may come, which is to be seen as soon as it does.
 constexpr int ANSWER_MS = 100;
 constexpr int ANSWER_INTERVAL_MS = 3;
@@ -47,22 +51,26 @@ void feed_all(const char *bytes, int length, WidgetList *list)
     }
 }
 
-// What was fed has been painted.
-void show_port_output(WidgetList *list)
+// What was fed has been painted, from then on.
+void show_port_output(WidgetList *list, int64_t since_us)
 {
     list->unshown = false;
     draw_all(list);
     screen_present();
-    const bool answers = monotonic_ms() < list->answers_until;
-    uloop_timeout_set(&list->pause, answers ? ANSWER_INTERVAL_MS : PICTURE_INTERVAL_MS);
+    const int64_t now = monotonic_us();
+    const bool answers = now / 1000 < list->answers_until;
+    const int64_t shortest = answers ? ANSWER_INTERVAL_MS : PICTURE_INTERVAL_MS;
+    const int64_t pause = std::clamp(4 * (now - since_us) / 1000, shortest, LONGEST_INTERVAL_MS);
+    uloop_timeout_set(&list->pause, static_cast<int>(pause));
 }
 
 void end_pause(uloop_timeout *timer)
 {
     WidgetList *list = container_of(timer, WidgetList, pause);
     if (list->unshown) {
+        const int64_t begin = monotonic_us();
         feed_all("", 0, list);
-        show_port_output(list);
+        show_port_output(list, begin);
     }
 }
 
@@ -193,7 +201,7 @@ void widget_list_feed(const char *bytes, int length, WidgetList *list)
     feed_all(bytes, length, list);
     list->unshown = true;
     if (!list->pause.pending) {
-        show_port_output(list);
+        show_port_output(list, monotonic_us());
     }
 }
 
