@@ -47,7 +47,7 @@ void put_escape(Output &output, char byte)
     if (const char *known = strchr(BYTES, byte)) {
         snprintf(escape, sizeof escape, "\\%c", LETTERS[known - BYTES]);
     } else {
-        snprintf(escape, sizeof escape, "\\u%04x", byte & 0xffU);
+        snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned char>(byte));
     }
     put(output, escape);
 }
