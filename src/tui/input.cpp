@@ -22,11 +22,14 @@ namespace {
 // How long keys typed before the end are taken.
 constexpr int64_t LAST_TURN_US = 100000;
 
-uloop_fd terminal_watch;
-uloop_fd resize_watch;
-bool watching;
-bool paused; // the port takes no more
-uloop_timeout next_turn;
+struct Keyboard {
+    uloop_fd terminal_watch;
+    uloop_fd resize_watch;
+    bool watching;
+    bool paused; // the port takes no more
+    uloop_timeout next_turn;
+};
+Keyboard keyboard;
 
 // Keys for the terminal widget, gathered so that a paste is not written byte by byte.
 struct Gathered {
@@ -245,9 +248,9 @@ void handle_event(const tb_event &event, const KeyBytes &key)
 // While the terminal is not read, its watch only tells of more input, once, and of a hang-up.
 void pause_reading(bool pause)
 {
-    paused = pause;
+    keyboard.paused = pause;
     const unsigned int flags = ULOOP_READ | ULOOP_BLOCKING;
-    (void)uloop_fd_add(&terminal_watch, pause ? flags | ULOOP_EDGE_TRIGGER : flags);
+    (void)uloop_fd_add(&keyboard.terminal_watch, pause ? flags | ULOOP_EDGE_TRIGGER : flags);
 }
 
 void forget_cut_paste()
@@ -280,11 +283,12 @@ void handle_events(bool resized, int64_t turn_us)
         return;
     }
     if (port_is_stuck(zorvad)) {
-        if (!paused) {
+        if (!keyboard.paused) {
             pause_reading(true); // doing it again would have the watch tell again at once
         }
     } else if (turn_over) {
-        uloop_timeout_set(&next_turn, 0); // no descriptor tells of bytes that termbox2 holds
+        // No descriptor tells of bytes that termbox2 holds.
+        uloop_timeout_set(&keyboard.next_turn, 0);
     }
 }
 
@@ -295,10 +299,10 @@ void on_next_turn(uloop_timeout *)
 
 void on_port_drained()
 {
-    if (paused && watching) {
+    if (keyboard.paused && keyboard.watching) {
         pause_reading(false);
         paste.heard = monotonic_ms(); // it was we who did not listen
-        uloop_timeout_set(&next_turn, 0);
+        uloop_timeout_set(&keyboard.next_turn, 0);
     }
 }
 
@@ -315,18 +319,18 @@ void deliver_raw(const char *bytes, size_t length)
 
 int tui_input_start()
 {
-    terminal_watch.cb = tui_input_cb;
-    resize_watch.cb = tui_input_cb;
-    next_turn.cb = on_next_turn;
+    keyboard.terminal_watch.cb = tui_input_cb;
+    keyboard.resize_watch.cb = tui_input_cb;
+    keyboard.next_turn.cb = on_next_turn;
     zorvad.on_port_drained = on_port_drained;
-    if (tb_get_fds(&terminal_watch.fd, &resize_watch.fd) != TB_OK) {
+    if (tb_get_fds(&keyboard.terminal_watch.fd, &keyboard.resize_watch.fd) != TB_OK) {
         return -1;
     }
-    watching = true;
-    paused = false;
+    keyboard.watching = true;
+    keyboard.paused = false;
     paste = {};
-    if (uloop_fd_add(&terminal_watch, ULOOP_READ | ULOOP_BLOCKING) != 0 ||
-        uloop_fd_add(&resize_watch, ULOOP_READ | ULOOP_BLOCKING) != 0) {
+    if (uloop_fd_add(&keyboard.terminal_watch, ULOOP_READ | ULOOP_BLOCKING) != 0 ||
+        uloop_fd_add(&keyboard.resize_watch, ULOOP_READ | ULOOP_BLOCKING) != 0) {
         tui_input_stop();
         return -1;
     }
@@ -335,15 +339,15 @@ int tui_input_start()
 
 void tui_input_stop()
 {
-    watching = false;
-    uloop_timeout_cancel(&next_turn);
-    uloop_fd_delete(&terminal_watch);
-    uloop_fd_delete(&resize_watch);
+    keyboard.watching = false;
+    uloop_timeout_cancel(&keyboard.next_turn);
+    uloop_fd_delete(&keyboard.terminal_watch);
+    uloop_fd_delete(&keyboard.resize_watch);
 }
 
 void tui_input_finish()
 {
-    if (watching) {
+    if (keyboard.watching) {
         handle_events(false, LAST_TURN_US);
         tui_input_stop();
     }
@@ -351,7 +355,7 @@ void tui_input_finish()
 
 int tui_terminal_descriptor()
 {
-    return watching ? terminal_watch.fd : -1;
+    return keyboard.watching ? keyboard.terminal_watch.fd : -1;
 }
 
 void tui_input_cb(uloop_fd *fd, unsigned int)
@@ -360,7 +364,7 @@ void tui_input_cb(uloop_fd *fd, unsigned int)
         return;
     }
     const bool gone = fd->eof || fd->error; // pausing forgets it
-    handle_events(fd == &resize_watch, TURN_US);
+    handle_events(fd == &keyboard.resize_watch, TURN_US);
     if (gone) {
         connection_quit(zorvad);
     }

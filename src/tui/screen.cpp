@@ -30,16 +30,17 @@ constexpr int RESTORE_PATIENCE_MS = 200;
 constexpr int LINE_WAITING_MAX = 128;
 constexpr int LINE_LOOK_MS = 5;
 
-ustream_fd output;
-bool output_open; // output has a descriptor
-bool stopping;    // the stream is gone: write to its descriptor as well as it takes it
-bool present_due;
-uloop_timeout present_timer;
-
-Cursor cursor;
-
-KeyModes wanted_modes;
-KeyModes terminal_modes;
+struct Screen {
+    ustream_fd output;
+    bool output_open; // output has a descriptor
+    bool stopping;    // the stream is gone: write to its descriptor as well as it takes it
+    bool present_due;
+    uloop_timeout present_timer;
+    Cursor cursor;
+    KeyModes wanted_modes;
+    KeyModes terminal_modes;
+};
+Screen screen;
 
 // Takes bytes for the terminal; false when memory is too short for them.
 bool send(const char *bytes, size_t count);
@@ -51,45 +52,45 @@ void write_text(const char *text)
 
 void send_modes(const KeyModes &modes)
 {
-    if (modes.cursor_keys != terminal_modes.cursor_keys) {
+    if (modes.cursor_keys != screen.terminal_modes.cursor_keys) {
         write_text(modes.cursor_keys ? "\033[?1h" : "\033[?1l");
     }
-    if (modes.keypad != terminal_modes.keypad) {
+    if (modes.keypad != screen.terminal_modes.keypad) {
         write_text(modes.keypad ? "\033=" : "\033>");
     }
-    if (modes.paste != terminal_modes.paste) {
+    if (modes.paste != screen.terminal_modes.paste) {
         write_text(modes.paste ? "\033[?2004h" : "\033[?2004l");
     }
-    terminal_modes = modes;
+    screen.terminal_modes = modes;
 }
 
 bool output_is_idle()
 {
-    return output.stream.w.data_bytes == 0;
+    return screen.output.stream.w.data_bytes == 0;
 }
 
 // A serial line tells what it has not sent yet; a pseudo-terminal says that there is nothing.
 bool line_is_behind()
 {
     int waiting = 0;
-    return ioctl(output.fd.fd, TIOCOUTQ, &waiting) == 0 && waiting > LINE_WAITING_MAX;
+    return ioctl(screen.output.fd.fd, TIOCOUTQ, &waiting) == 0 && waiting > LINE_WAITING_MAX;
 }
 
 void present_now()
 {
-    if (!present_due || !output_is_idle()) {
+    if (!screen.present_due || !output_is_idle()) {
         return;
     }
     if (line_is_behind()) {
-        uloop_timeout_set(&present_timer, LINE_LOOK_MS);
+        uloop_timeout_set(&screen.present_timer, LINE_LOOK_MS);
         return;
     }
-    present_due = false;
-    send_modes(wanted_modes);
-    Cursor drawn = cursor;
-    drawn.shown = cursor.shown || !tui_can_hide_cursor();
+    screen.present_due = false;
+    send_modes(screen.wanted_modes);
+    Cursor drawn = screen.cursor;
+    drawn.shown = screen.cursor.shown || !tui_can_hide_cursor();
     if (drawn.shown) {
-        tb_set_cursor(cursor.x, cursor.y);
+        tb_set_cursor(screen.cursor.x, screen.cursor.y);
     } else {
         tb_hide_cursor();
     }
@@ -121,32 +122,32 @@ int open_output(const char *path)
     if (descriptor < 0) {
         return -1;
     }
-    ustream &stream = output.stream;
+    ustream &stream = screen.output.stream;
     stream.notify_read = ignore_data;
     stream.notify_write = on_output_written;
     stream.notify_state = on_output_state;
     stream.string_data = true;
     stream.w.buffer_len = STREAM_BUFFER;
-    ustream_fd_init(&output, descriptor);
+    ustream_fd_init(&screen.output, descriptor);
     ustream_set_read_blocked(&stream, true);
-    output_open = true;
-    stopping = false;
+    screen.output_open = true;
+    screen.stopping = false;
     return 0;
 }
 
 void close_output()
 {
-    if (!stopping) {
-        ustream_free(&output.stream);
+    if (!screen.stopping) {
+        ustream_free(&screen.output.stream);
     }
-    close(output.fd.fd);
-    output_open = false;
+    close(screen.output.fd.fd);
+    screen.output_open = false;
 }
 
 // Waits until the terminal takes something (or is gone) or the time has come; false in that case.
 bool wait_for_room(int64_t give_up)
 {
-    pollfd room = {output.fd.fd, POLLOUT, 0};
+    pollfd room = {screen.output.fd.fd, POLLOUT, 0};
     int64_t left = give_up - monotonic_ms();
     while (left > 0) {
         if (poll(&room, 1, static_cast<int>(left)) > 0) {
@@ -162,19 +163,19 @@ bool wait_for_room(int64_t give_up)
 void leave_stream()
 {
     if (!output_is_idle() && !wait_for_room(monotonic_ms() + STOP_PATIENCE_MS)) {
-        tcflush(output.fd.fd, TCOFLUSH);
+        tcflush(screen.output.fd.fd, TCOFLUSH);
     }
-    ustream_free(&output.stream);
-    stopping = true;
+    ustream_free(&screen.output.stream);
+    screen.stopping = true;
 }
 
 // termbox2 restores the settings once all is sent, and a line that is stopped never sends anything.
 void wait_until_sent(int64_t give_up)
 {
     int left = 0;
-    while (ioctl(output.fd.fd, TIOCOUTQ, &left) == 0 && left > 0) {
+    while (ioctl(screen.output.fd.fd, TIOCOUTQ, &left) == 0 && left > 0) {
         if (monotonic_ms() >= give_up) {
-            tcflush(output.fd.fd, TCOFLUSH);
+            tcflush(screen.output.fd.fd, TCOFLUSH);
             return;
         }
         (void)poll(nullptr, 0, 5);
@@ -186,7 +187,7 @@ void write_last_words(const char *bytes, size_t count)
 {
     const int64_t give_up = monotonic_ms() + RESTORE_PATIENCE_MS;
     while (count > 0) {
-        const ssize_t written = write(output.fd.fd, bytes, count);
+        const ssize_t written = write(screen.output.fd.fd, bytes, count);
         if (written > 0) {
             bytes += written;
             count -= static_cast<size_t>(written);
@@ -206,12 +207,12 @@ bool is_terminal(int descriptor)
 
 bool send(const char *bytes, size_t count)
 {
-    if (stopping) {
+    if (screen.stopping) {
         write_last_words(bytes, count);
         return true;
     }
-    const int queued = ustream_write(&output.stream, bytes, static_cast<int>(count), false);
-    return output.stream.write_error || queued == static_cast<int>(count);
+    const int queued = ustream_write(&screen.output.stream, bytes, static_cast<int>(count), false);
+    return screen.output.stream.write_error || queued == static_cast<int>(count);
 }
 
 } // namespace
@@ -221,26 +222,26 @@ int screen_start(const char *path)
     if (open_output(path) != 0) {
         return -1;
     }
-    present_timer.cb = on_present_timer;
+    screen.present_timer.cb = on_present_timer;
     picture_start(getenv("TERM"), send);
     const int result = tb_init_file(path);
     if (result != TB_OK) {
         close_output();
         return result;
     }
-    terminal_modes = {true, true,
-                      false}; // termbox2 takes it for the terminal of a program of its own
+    // termbox2 takes it for the terminal of a program of its own.
+    screen.terminal_modes = {true, true, false};
     send_modes({});
     return result;
 }
 
 void screen_stop()
 {
-    if (!output_open) {
+    if (!screen.output_open) {
         return;
     }
-    uloop_timeout_cancel(&present_timer);
-    present_due = false;
+    uloop_timeout_cancel(&screen.present_timer);
+    screen.present_due = false;
     leave_stream();
     send_modes({});
     tb_shutdown();
@@ -249,7 +250,7 @@ void screen_stop()
 
 void screen_rescue()
 {
-    if (output_open) {
+    if (screen.output_open) {
         write_last_words(SCREEN_UNDO, sizeof SCREEN_UNDO - 1);
     }
     settings_rescue();
@@ -257,25 +258,25 @@ void screen_rescue()
 
 void screen_present()
 {
-    present_due = true;
-    if (!present_timer.pending) {
-        uloop_timeout_set(&present_timer, 0);
+    screen.present_due = true;
+    if (!screen.present_timer.pending) {
+        uloop_timeout_set(&screen.present_timer, 0);
     }
 }
 
 void screen_set_cursor(int x, int y, bool shown)
 {
-    cursor = {shown, x, y};
+    screen.cursor = {shown, x, y};
 }
 
 void screen_set_modes(const KeyModes &modes)
 {
-    wanted_modes = modes;
+    screen.wanted_modes = modes;
 }
 
 ssize_t screen_write(int descriptor, const void *bytes, size_t count)
 {
-    if (!output_open || !is_terminal(descriptor)) {
+    if (!screen.output_open || !is_terminal(descriptor)) {
         return write(descriptor, bytes, count);
     }
     // When memory is short termbox2 is told of a failure and paints anew.

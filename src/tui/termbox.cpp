@@ -15,16 +15,19 @@
 
 namespace {
 
-// What the event being fetched may be made from: the first bytes that were left, then those read.
-KeyBytes front;
-size_t available; // how many bytes there are in all
+// What the event being fetched may be made from.
+struct Fetched {
+    KeyBytes front;   // the first bytes: those that were left, then those read
+    size_t available; // how many bytes there are in all
+};
+Fetched fetched;
 
 void add_available(const char *bytes, size_t count)
 {
-    const size_t copied = std::min(count, sizeof front.bytes - front.length);
-    memcpy(front.bytes + front.length, bytes, copied);
-    front.length += copied;
-    available += count;
+    const size_t copied = std::min(count, sizeof fetched.front.bytes - fetched.front.length);
+    memcpy(fetched.front.bytes + fetched.front.length, bytes, copied);
+    fetched.front.length += copied;
+    fetched.available += count;
 }
 
 // Stands for read() in termbox2.
@@ -91,16 +94,16 @@ bool tui_can_hide_cursor()
 bool tui_next_event(tb_event *event, KeyBytes *bytes)
 {
     const UnparsedInput left = tui_unparsed_input();
-    front.length = 0;
-    available = 0;
+    fetched.front.length = 0;
+    fetched.available = 0;
     if (left.length > 0) {
         add_available(left.bytes, left.length);
     }
     if (tb_peek_event(event, 0) != TB_OK) {
         return false;
     }
-    *bytes = front;
-    bytes->length = std::min(front.length, available - tui_unparsed_input().length);
+    *bytes = fetched.front;
+    bytes->length = std::min(fetched.front.length, fetched.available - tui_unparsed_input().length);
     return true;
 }
 
