@@ -38,7 +38,7 @@ void give_terminal_back(int terminal, const termios &found, const termios &own)
     sigemptyset(&stop);
     sigaddset(&stop, SIGTTOU);
     sigprocmask(SIG_BLOCK, &stop, &before); // so that it may be done from the background
-    termios now = {}; // the system fills fewer of c_cc than there are
+    termios now = {};                       // the system fills fewer of c_cc than there are
     if (!is_another_jobs(terminal)) {
         (void)set_terminal(terminal, found); // a terminal that is gone needs no settings
     } else if (tcgetattr(terminal, &now) == 0 && are_equal(now, own)) {
