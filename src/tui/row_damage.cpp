@@ -5,7 +5,7 @@
 
 void row_damage_clear(RowDamage &damage)
 {
-    for (int row = 0; row < PORT_GUARD_MAX_ROWS; row++) {
+    for (int row = 0; row < GUARD_MAX_ROWS; row++) {
         damage.painted_in[row] = static_cast<int16_t>(row);
     }
     damage.dest_end = 0;
@@ -14,7 +14,7 @@ void row_damage_clear(RowDamage &damage)
 void row_damage_note(RowDamage &damage, int start, int end)
 {
     start = std::max(start, 0);
-    end = std::min(end, PORT_GUARD_MAX_ROWS);
+    end = std::min(end, GUARD_MAX_ROWS);
     if (start == damage.dest_start && end == damage.dest_end) {
         memmove(damage.painted_in + start, damage.painted_in + start + damage.distance,
                 static_cast<size_t>(end - start) * sizeof damage.painted_in[0]);
@@ -26,8 +26,8 @@ void row_damage_note(RowDamage &damage, int start, int end)
 
 void row_damage_expect_move(RowDamage &damage, int start, int end, int distance)
 {
-    if (start >= 0 && start + distance >= 0 && start < end && end <= PORT_GUARD_MAX_ROWS &&
-        end + distance <= PORT_GUARD_MAX_ROWS) {
+    if (start >= 0 && start + distance >= 0 && start < end && end <= GUARD_MAX_ROWS &&
+        end + distance <= GUARD_MAX_ROWS) {
         damage.dest_start = start;
         damage.dest_end = end;
         damage.distance = distance;
@@ -36,7 +36,7 @@ void row_damage_expect_move(RowDamage &damage, int start, int end, int distance)
 
 void row_damage_forget_moves(RowDamage &damage)
 {
-    for (int row = 0; row < PORT_GUARD_MAX_ROWS; row++) {
+    for (int row = 0; row < GUARD_MAX_ROWS; row++) {
         if (damage.painted_in[row] != row) {
             damage.painted_in[row] = ROW_DAMAGED;
         }
@@ -47,7 +47,7 @@ int row_damage_direction(RowDamage &damage)
 {
     bool up = false;
     bool down = false;
-    for (int row = 0; row < PORT_GUARD_MAX_ROWS; row++) {
+    for (int row = 0; row < GUARD_MAX_ROWS; row++) {
         const int from = damage.painted_in[row];
         up = up || from > row;
         down = down || (from != ROW_DAMAGED && from < row);

@@ -4,11 +4,11 @@
 
 #include <stdint.h>
 
-#include "tui/port_guard.h"
+#include "tui/guard/guard.h"
 
 struct RowDamage {
     // For each row the one that it was painted in, or ROW_DAMAGED.
-    int16_t painted_in[PORT_GUARD_MAX_ROWS];
+    int16_t painted_in[GUARD_MAX_ROWS];
     // The emulator reports a move, and then damages where it went: the rows from dest_start on.
     int dest_start;
     int dest_end; // no move is reported when this is 0

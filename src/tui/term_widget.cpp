@@ -7,7 +7,7 @@
 #include "dep/termbox.h"
 #include "link/owned.h"
 #include "text/width.h"
-#include "tui/port_character.h"
+#include "tui/guard/character.h"
 #include "tui/screen.h"
 #include "tui/scrollback.h"
 #include "tui/termbox.h"
@@ -37,7 +37,7 @@ uint16_t foreground(const TermContext &context, const VTermScreenCellAttrs &attr
 // would hide what took that place.
 uint32_t shown_character(const VTermScreenCell &cell)
 {
-    const uint32_t character = port_real_character(cell.chars[0]);
+    const uint32_t character = guard_real_character(cell.chars[0]);
     if (character == 0 || character == UINT32_MAX ||
         (cell.width == 1 && character_width(character) == 2)) {
         return ' ';
@@ -113,7 +113,7 @@ void copy_moved_rows(const Widget *widget, int rows)
 void paint_damage(Widget *widget)
 {
     RowDamage &damage = context_of(widget)->damage;
-    const int rows = std::min(widget->y1 - widget->y0, PORT_GUARD_MAX_ROWS);
+    const int rows = std::min(widget->y1 - widget->y0, GUARD_MAX_ROWS);
     copy_moved_rows(widget, rows);
     for (int row = 0; row < rows; row++) {
         if (damage.painted_in[row] == ROW_DAMAGED) {
@@ -189,14 +189,14 @@ constexpr int32_t PIECE_CELLS = 1024 * 1024;
 
 void limit_pieces(DaemonConnection *conn, int rows, int cols)
 {
-    conn->piece_controls = PIECE_CELLS / (std::clamp(rows, 1, PORT_GUARD_MAX_ROWS) *
-                                          std::clamp(cols, 1, PORT_GUARD_MAX_COLS));
+    conn->piece_controls =
+        PIECE_CELLS / (std::clamp(rows, 1, GUARD_MAX_ROWS) * std::clamp(cols, 1, GUARD_MAX_COLS));
 }
 
 void term_feed(const char *bytes, int length, Widget *widget)
 {
     TermContext *context = context_of(widget);
-    port_guard_write(context->guard, context->vt, bytes, static_cast<size_t>(length));
+    guard_write(context->guard, context->vt, bytes, static_cast<size_t>(length));
     screen_set_modes(context->guard.modes);
     if (length == 0 || !widget_list_is_paced()) {
         paint_damage(widget);
@@ -212,7 +212,7 @@ void term_resize(int x0, int y0, int x1, int y1, Widget *widget)
 {
     TermContext *context = context_of(widget);
     set_widget_rectangle(*widget, {x0, y0, x1, y1});
-    port_guard_set_size(context->guard, context->vt, y1 - y0, x1 - x0);
+    guard_set_size(context->guard, context->vt, y1 - y0, x1 - x0);
     limit_pieces(context->conn, y1 - y0, x1 - x0);
     vterm_screen_flush_damage(vterm_obtain_screen(context->vt));
     paint(widget, widget_rectangle(*widget)); // nothing of the old picture stays
@@ -289,7 +289,7 @@ Widget *term_widget_new(DaemonConnection *conn, int x0, int y0, int x1, int y1)
     TermContext *context = context_of(widget);
     set_operations(*widget);
     fill_context(*context, conn);
-    context->vt = port_guard_new_vterm(y1 - y0, x1 - x0);
+    context->vt = guard_new_vterm(y1 - y0, x1 - x0);
     if (context->vt == nullptr) {
         ulog(LOG_ERR, "Could not create terminal emulator\n");
         term_destroy(widget);

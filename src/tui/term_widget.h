@@ -5,7 +5,7 @@
 
 #include "dep/vterm.h"
 #include "link/connection.h"
-#include "tui/port_guard.h"
+#include "tui/guard/guard.h"
 #include "tui/row_damage.h"
 #include "tui/widget/widget.h"
 
@@ -21,7 +21,7 @@ struct TermContext {
     VTermPos cursor; // the emulator's, shown with the next painting
     bool cursor_shown;
     bool cursor_moved; // since it was hidden
-    PortGuard guard;   // between the port's output and libvterm
+    Guard guard;       // between the port's output and libvterm
     RowDamage damage;  // since the screen was painted
 };
 

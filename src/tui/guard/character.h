@@ -7,7 +7,7 @@
 #include "text/width.h"
 
 // What to do with a character.
-enum class PortVerdict : uint8_t {
+enum class GuardVerdict : uint8_t {
     PASS,
     MARK,     // passes, and belongs to the character before it
     STAND_IN, // libvterm takes it for narrow: it gets the character 0x20000 further, a wide one
@@ -16,10 +16,10 @@ enum class PortVerdict : uint8_t {
 };
 
 // For a code point beyond ASCII that comes after `marks` combining marks.
-[[nodiscard]] PortVerdict port_judge_character(uint32_t code_point, int marks);
+[[nodiscard]] GuardVerdict guard_judge_character(uint32_t code_point, int marks);
 
 // The character of the port that libvterm's character is or stands for.
-[[nodiscard]] inline uint32_t port_real_character(uint32_t character)
+[[nodiscard]] inline uint32_t guard_real_character(uint32_t character)
 {
     const bool stands_in = character - 0x30000 < 0x10000 && is_newer_wide(character - 0x20000);
     return stands_in ? character - 0x20000 : character;
@@ -28,7 +28,7 @@ enum class PortVerdict : uint8_t {
 // The length of the character at the start of three bytes, when it is one of those that most text
 // is made of (letters of Europe, ideographs, Hangul, symbols and lines), none of them a mark;
 // else 0.
-[[nodiscard]] inline int port_common_length(const char *at)
+[[nodiscard]] inline int guard_common_length(const char *at)
 {
     const auto first = static_cast<unsigned char>(at[0]);
     const auto second = static_cast<unsigned char>(at[1]);
@@ -43,7 +43,7 @@ enum class PortVerdict : uint8_t {
 }
 
 // The columns of such a character. Those of three bytes are wide but for some symbols.
-[[nodiscard]] inline int port_common_width(const char *at)
+[[nodiscard]] inline int guard_common_width(const char *at)
 {
     const auto first = static_cast<unsigned char>(at[0]);
     return first < 0xe2 ? 1

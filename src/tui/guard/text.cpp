@@ -1,4 +1,4 @@
-#include "tui/port_text.h"
+#include "tui/guard/text.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -6,10 +6,10 @@
 #include <algorithm>
 
 #include "text/printable.h"
-#include "tui/port_character.h"
-#include "tui/port_gather.h"
-#include "tui/port_obey.h"
-#include "tui/port_scan.h"
+#include "tui/guard/character.h"
+#include "tui/guard/gather.h"
+#include "tui/guard/obey.h"
+#include "tui/guard/scan.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ int cursor_column(VTerm *vt)
     return cursor.col;
 }
 
-void send_until(PortWalk &walk, const char *end)
+void send_until(GuardWalk &walk, const char *end)
 {
     if (end > walk.unsent) {
         vterm_input_write(walk.vt, walk.unsent, static_cast<size_t>(end - walk.unsent));
@@ -33,7 +33,7 @@ void send_until(PortWalk &walk, const char *end)
     walk.unsent = end;
 }
 
-void keep_mark(PortGuard &guard, std::string_view mark)
+void keep_mark(Guard &guard, std::string_view mark)
 {
     guard.marks++;
     if (guard.glyph_length > 0 && guard.glyph_length + mark.size() <= sizeof guard.glyph) {
@@ -42,7 +42,7 @@ void keep_mark(PortGuard &guard, std::string_view mark)
     }
 }
 
-void note_printed(PortWalk &walk, const char *glyph)
+void note_printed(GuardWalk &walk, const char *glyph)
 {
     walk.glyph = glyph;
     walk.guard.marks = 0;
@@ -50,11 +50,11 @@ void note_printed(PortWalk &walk, const char *glyph)
 }
 
 // Has one character shown in place of the next bytes.
-void print_instead(PortWalk &walk, size_t length, std::string_view character)
+void print_instead(GuardWalk &walk, size_t length, std::string_view character)
 {
-    port_leave_out(walk, length);
+    guard_leave_out(walk, length);
     const int column = cursor_column(walk.vt);
-    port_write(walk.vt, character);
+    guard_send_bytes(walk.vt, character);
     note_printed(walk, character.data());
     walk.guard.at_margin = cursor_column(walk.vt) == column;
     walk.guard.glyph_length = static_cast<uint8_t>(character.size());
@@ -65,7 +65,7 @@ void print_instead(PortWalk &walk, size_t length, std::string_view character)
 // libvterm looks for a mark's character on the left of the cursor, where it is not when it stands
 // in the last column: it is printed there once more, with its marks. Behind ASCII libvterm ends its
 // text in front of a mark, unless the text begins with another one.
-void join_at_margin(const PortGuard &guard, VTerm *vt)
+void join_at_margin(const Guard &guard, VTerm *vt)
 {
     char text[32 + sizeof guard.glyph];
     const bool ascii = static_cast<unsigned char>(guard.glyph[0]) < 0x80;
@@ -74,24 +74,24 @@ void join_at_margin(const PortGuard &guard, VTerm *vt)
     }
     const int length = snprintf(text, sizeof text, "\x1b[%dG%s%.*s", cursor_column(vt) + 1,
                                 ascii ? "\u0301" : "", guard.glyph_length, guard.glyph);
-    port_write(vt, {text, static_cast<size_t>(length)});
+    guard_send_bytes(vt, {text, static_cast<size_t>(length)});
 }
 
 // A mark without a character before it would take the place of one.
-void pass_mark(PortWalk &walk, size_t length)
+void pass_mark(GuardWalk &walk, size_t length)
 {
-    PortGuard &guard = walk.guard;
-    port_send(walk);
-    port_keep_glyph(walk);
+    Guard &guard = walk.guard;
+    guard_send(walk);
+    guard_keep_glyph(walk);
     if (guard.joins && guard.glyph_length > 0) {
         keep_mark(guard, {walk.at, length});
         if (guard.at_margin) {
             join_at_margin(guard, walk.vt);
         } else {
-            port_write(walk.vt, {walk.at, length});
+            guard_send_bytes(walk.vt, {walk.at, length});
         }
     }
-    port_leave_out(walk, length);
+    guard_leave_out(walk, length);
 }
 
 bool is_printed(const char *at)
@@ -99,13 +99,13 @@ bool is_printed(const char *at)
     return byte_at(at) >= 0x20 && *at != 0x7f;
 }
 
-void pass_common_characters(PortWalk &walk)
+void pass_common_characters(GuardWalk &walk)
 {
     const char *at = walk.at;
-    const char *end = at + std::min(walk.end - at, PORT_PIECE);
+    const char *end = at + std::min(walk.end - at, GUARD_PIECE);
     const char *last = nullptr;
     while (end - at >= 3) {
-        const int length = port_common_length(at);
+        const int length = guard_common_length(at);
         if (length == 0) {
             break;
         }
@@ -120,14 +120,14 @@ void pass_common_characters(PortWalk &walk)
 
 // One character of more than one byte, or bytes that are none: one U+FFFD for all that belong
 // together.
-void pass_character(PortWalk &walk)
+void pass_character(GuardWalk &walk)
 {
     const std::string_view bytes(walk.at, static_cast<size_t>(walk.end - walk.at));
     const Character character = decode_character(bytes);
     if (character.cut) {
-        port_leave_out(walk, bytes.size());
-        port_keep_glyph(walk);
-        port_hold_back(walk.guard, bytes);
+        guard_leave_out(walk, bytes.size());
+        guard_keep_glyph(walk);
+        guard_hold_back(walk.guard, bytes);
         return;
     }
     if (!character.valid) {
@@ -135,24 +135,24 @@ void pass_character(PortWalk &walk)
         return;
     }
     char stand_in[4];
-    switch (port_judge_character(character.code_point, walk.guard.marks)) {
-    case PortVerdict::PASS:
+    switch (guard_judge_character(character.code_point, walk.guard.marks)) {
+    case GuardVerdict::PASS:
         note_printed(walk, walk.at);
         walk.at += character.length;
         break;
-    case PortVerdict::MARK:
+    case GuardVerdict::MARK:
         pass_mark(walk, character.length);
         break;
-    case PortVerdict::STAND_IN:
+    case GuardVerdict::STAND_IN:
         memcpy(stand_in, walk.at, sizeof stand_in);
         stand_in[1] |= 0x20; // 0x20000 more
         print_instead(walk, sizeof stand_in, {stand_in, sizeof stand_in});
         break;
-    case PortVerdict::UNKNOWN:
+    case GuardVerdict::UNKNOWN:
         print_instead(walk, character.length, "\U0003fffd");
         break;
-    case PortVerdict::DROP:
-        port_leave_out(walk, character.length);
+    case GuardVerdict::DROP:
+        guard_leave_out(walk, character.length);
         break;
     }
 }
@@ -161,7 +161,7 @@ void pass_character(PortWalk &walk)
 
 // A character that leaves the cursor where it was stands in the last column. A mark that follows it
 // has to know.
-void port_send(PortWalk &walk)
+void guard_send(GuardWalk &walk)
 {
     if (walk.guard.joins && walk.glyph && walk.glyph >= walk.unsent) {
         send_until(walk, walk.glyph);
@@ -172,14 +172,14 @@ void port_send(PortWalk &walk)
     send_until(walk, walk.at);
 }
 
-void port_leave_out(PortWalk &walk, size_t length)
+void guard_leave_out(GuardWalk &walk, size_t length)
 {
-    port_send(walk);
+    guard_send(walk);
     walk.at += length;
     walk.unsent = walk.at;
 }
 
-void port_keep_glyph(PortWalk &walk)
+void guard_keep_glyph(GuardWalk &walk)
 {
     if (walk.glyph) {
         const std::string_view from(walk.glyph, static_cast<size_t>(walk.end - walk.glyph));
@@ -189,21 +189,21 @@ void port_keep_glyph(PortWalk &walk)
     }
 }
 
-void port_pass_plain(PortWalk &walk)
+void guard_pass_plain(GuardWalk &walk)
 {
     const char *begin = walk.at;
     if (walk.guard.designated != 0 && begin > walk.unsent && byte_at(begin - 1) >= 0x80) {
-        port_send(walk); // libvterm would take letters behind UTF-8 for UTF-8, too
+        guard_send(walk); // libvterm would take letters behind UTF-8 for UTF-8, too
     }
     // Dense colours: a single character between two sequences.
-    if (walk.end - begin >= 2 && begin[1] == PORT_ESCAPE && is_printed(begin)) {
+    if (walk.end - begin >= 2 && begin[1] == GUARD_ESCAPE && is_printed(begin)) {
         walk.at++;
         note_printed(walk, begin);
         return;
     }
     const char *end =
-        port_skip<port_mark_not_plain>(begin, begin + std::min(walk.end - begin, PORT_PIECE));
-    if (port_gather(walk, end)) {
+        guard_skip<guard_mark_not_plain>(begin, begin + std::min(walk.end - begin, GUARD_PIECE));
+    if (guard_gather(walk, end)) {
         return;
     }
     walk.at = end;
@@ -216,7 +216,7 @@ void port_pass_plain(PortWalk &walk)
     walk.guard.joins = walk.guard.joins && is_printed(walk.at - 1);
 }
 
-void port_pass_characters(PortWalk &walk)
+void guard_pass_characters(GuardWalk &walk)
 {
     const char *begin = walk.at;
     pass_common_characters(walk);

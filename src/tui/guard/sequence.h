@@ -6,12 +6,12 @@
 
 #include <string_view>
 
-constexpr char PORT_ESCAPE = '\x1b';
+constexpr char GUARD_ESCAPE = '\x1b';
 // libvterm has room for 16 numbers and does not look, and computes with what they say.
-constexpr int PORT_MAX_SEPARATORS = 15;
-constexpr int PORT_MAX_DIGITS = 9;
+constexpr int GUARD_MAX_SEPARATORS = 15;
+constexpr int GUARD_MAX_DIGITS = 9;
 
-enum class PortSequenceKind : uint8_t {
+enum class GuardSequenceKind : uint8_t {
     CUT,    // the bytes end within it, or a control byte comes
     BROKEN, // nothing that libvterm may see
     ESCAPE, // ESC, intermediate bytes and a final byte
@@ -21,22 +21,22 @@ enum class PortSequenceKind : uint8_t {
 
 // The longest in the form below: ESC [, a leader, numbers and their separators, of which one may be
 // too many, a byte that is out of place, two intermediate bytes and the final one.
-constexpr size_t PORT_SEQUENCE_SIZE =
-    2 + 1 + (PORT_MAX_SEPARATORS + 2) * (PORT_MAX_DIGITS + 1) + 1 + 2 + 1;
+constexpr size_t GUARD_SEQUENCE_SIZE =
+    2 + 1 + (GUARD_MAX_SEPARATORS + 2) * (GUARD_MAX_DIGITS + 1) + 1 + 2 + 1;
 
-struct PortSequence {
-    PortSequenceKind kind;
+struct GuardSequence {
+    GuardSequenceKind kind;
     size_t taken;  // how many of the bytes it is made of; what breaks it off is none of them
     size_t length; // of text
     // What libvterm is to be given, without what exceeds its limits. With more bytes behind it, it
     // reads like the sequence itself with the same bytes behind.
-    char text[PORT_SEQUENCE_SIZE];
+    char text[GUARD_SEQUENCE_SIZE];
 };
 
-[[nodiscard]] inline bool port_is_intermediate(char byte)
+[[nodiscard]] inline bool guard_is_intermediate(char byte)
 {
     return byte >= 0x20 && byte <= 0x2f;
 }
 
 // Reads the sequence that the bytes begin with; the first is ESC.
-void port_read_sequence(std::string_view bytes, PortSequence &sequence);
+void guard_read_sequence(std::string_view bytes, GuardSequence &sequence);

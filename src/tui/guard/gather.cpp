@@ -1,4 +1,4 @@
-#include "tui/port_gather.h"
+#include "tui/guard/gather.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -6,9 +6,9 @@
 #include <algorithm>
 
 #include "text/printable.h"
-#include "tui/port_character.h"
-#include "tui/port_obey.h"
-#include "tui/port_scan.h"
+#include "tui/guard/character.h"
+#include "tui/guard/obey.h"
+#include "tui/guard/scan.h"
 
 namespace {
 
@@ -52,14 +52,14 @@ bool place_character(Lines &lines, int width, const Size &size)
 // The columns of a character that libvterm is given as it is, and its length in bytes; else 0.
 int character_columns(const char *at, const char *end, ptrdiff_t &length)
 {
-    length = end - at >= 3 ? port_common_length(at) : 0;
+    length = end - at >= 3 ? guard_common_length(at) : 0;
     if (length > 0) {
-        return port_common_width(at);
+        return guard_common_width(at);
     }
     const Character character = decode_character({at, static_cast<size_t>(end - at)});
     length = character.length;
     const bool passes =
-        character.valid && port_judge_character(character.code_point, 0) == PortVerdict::PASS;
+        character.valid && guard_judge_character(character.code_point, 0) == GuardVerdict::PASS;
     return passes ? character_width(character.code_point) : 0;
 }
 
@@ -69,7 +69,7 @@ ptrdiff_t take_text(Lines &lines, const char *end, const Size &size)
     const char *at = lines.end;
     ptrdiff_t length = 0;
     if (static_cast<unsigned char>(*at) < 0x80) {
-        length = port_skip<port_mark_not_printed>(at, end) - at;
+        length = guard_skip<guard_mark_not_printed>(at, end) - at;
         if (length == 0 || !place_ascii(lines, static_cast<int>(length), size)) {
             return 0;
         }
@@ -116,30 +116,30 @@ bool is_worth_it(const Lines &lines)
     return lines.count > 1 && lines.last != nullptr;
 }
 
-bool can_gather(const PortGuard &guard)
+bool can_gather(const Guard &guard)
 {
     return guard.margins == 0 && guard.designated == 0 && !guard.wraps_not && !guard.feeds_return &&
            !guard.lines_doubled;
 }
 
-void send_lines(PortWalk &walk, const Lines &lines)
+void send_lines(GuardWalk &walk, const Lines &lines)
 {
     char scroll[32];
     const int length =
         snprintf(scroll, sizeof scroll, "\x1b[%dS\x1b[%dA", lines.count, lines.count);
-    port_write(walk.vt, {scroll, static_cast<size_t>(length)});
+    guard_send_bytes(walk.vt, {scroll, static_cast<size_t>(length)});
     while (walk.at < lines.end) {
-        walk.at += std::min(lines.end - walk.at, PORT_PIECE);
+        walk.at += std::min(lines.end - walk.at, GUARD_PIECE);
         while (walk.at < lines.end && continues_character(*walk.at)) {
             walk.at--;
         }
-        port_send(walk);
+        guard_send(walk);
     }
 }
 
 } // namespace
 
-bool port_gather(PortWalk &walk, const char *end)
+bool guard_gather(GuardWalk &walk, const char *end)
 {
     Size size;
     if (!can_gather(walk.guard)) {
@@ -157,7 +157,7 @@ bool port_gather(PortWalk &walk, const char *end)
     }
     walk.guard.joins = false;
     walk.at = begin;
-    port_send(walk);
+    guard_send(walk);
     VTermPos cursor;
     vterm_state_get_cursorpos(vterm_obtain_state(walk.vt), &cursor);
     if (cursor.row != size.rows - 1) {

@@ -18,24 +18,24 @@
 #include "tui/widget/layout.h"
 
 // The sizes that the emulator is kept within.
-constexpr int PORT_GUARD_MIN_ROWS = 1;
-constexpr int PORT_GUARD_MAX_ROWS = SCREEN_MAX_ROWS;
-constexpr int PORT_GUARD_MIN_COLS = 2;
-constexpr int PORT_GUARD_MAX_COLS = SCREEN_MAX_COLS;
+constexpr int GUARD_MIN_ROWS = 1;
+constexpr int GUARD_MAX_ROWS = SCREEN_MAX_ROWS;
+constexpr int GUARD_MIN_COLS = 2;
+constexpr int GUARD_MAX_COLS = SCREEN_MAX_COLS;
 
 // As many marks as a cell has room for beside its character.
-constexpr int PORT_GUARD_MAX_MARKS = VTERM_MAX_CHARS_PER_CELL - 1;
+constexpr int GUARD_MAX_MARKS = VTERM_MAX_CHARS_PER_CELL - 1;
 
-enum PortMargins : uint8_t {
-    PORT_ROWS = 1,    // above and below
-    PORT_COLUMNS = 2, // on the left and the right
+enum GuardMargins : uint8_t {
+    GUARD_ROWS = 1,    // above and below
+    GUARD_COLUMNS = 2, // on the left and the right
 };
 
 // The state of one port. Zero-filled is the start.
-struct PortGuard {
+struct Guard {
     bool started;
-    uint8_t margins;    // that the port may have set since they were last reset, a PortMargins each
-    bool side_margins;  // it has switched those on the left and right on
+    uint8_t margins;   // that the port may have set since they were last reset, a GuardMargins each
+    bool side_margins; // it has switched those on the left and right on
     uint8_t designated; // the character sets that do not hold ASCII, a bit each
     bool wraps_not;     // the cursor stays in the last column
     bool feeds_return;  // a line feed goes to the first column as well
@@ -46,23 +46,23 @@ struct PortGuard {
     bool at_margin; // it stands in the last column
     uint8_t marks;
     uint8_t glyph_length;
-    char glyph[4 * (1 + PORT_GUARD_MAX_MARKS)];
+    char glyph[4 * (1 + GUARD_MAX_MARKS)];
     // The end of the last chunk: a character or a sequence that is cut, or an OSC string so far.
     uint16_t string_left; // how long the control string may still become; 0 outside of one
     uint16_t held_length;
     char held[512];
 };
-static_assert(std::is_trivial_v<PortGuard> && std::is_standard_layout_v<PortGuard>);
+static_assert(std::is_trivial_v<Guard> && std::is_standard_layout_v<Guard>);
 
 // An emulator of the size asked for, brought within the limits above. Null when there is no memory
 // for its screens. What libvterm asks for later and does not get ends the process by SIGABRT, with
 // a line in the log: it would write to what it has not got.
-[[nodiscard]] VTerm *port_guard_new_vterm(int rows, int cols);
+[[nodiscard]] VTerm *guard_new_vterm(int rows, int cols);
 
 // In place of vterm_input_write.
-void port_guard_write(PortGuard &guard, VTerm *vt, const char *bytes, size_t length);
+void guard_write(Guard &guard, VTerm *vt, const char *bytes, size_t length);
 
 // In place of vterm_set_size: any two numbers, brought within the limits above. Margins that the
 // port has set are reset when the terminal shrinks; the cursor is kept, within the new size.
 // Without memory for the new screens they keep the old size, with a line in the log.
-void port_guard_set_size(PortGuard &guard, VTerm *vt, int rows, int cols);
+void guard_set_size(Guard &guard, VTerm *vt, int rows, int cols);

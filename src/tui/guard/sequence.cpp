@@ -1,4 +1,4 @@
-#include "tui/port_sequence.h"
+#include "tui/guard/sequence.h"
 
 namespace {
 
@@ -10,34 +10,34 @@ struct Numbers {
     bool broken; // a byte was out of place
 };
 
-void append(PortSequence &sequence, char byte)
+void append(GuardSequence &sequence, char byte)
 {
     sequence.text[sequence.length++] = byte;
 }
 
 // Two say as much as more: libvterm knows no sequence with either.
-void take_intermediate(PortSequence &sequence, int &count, char byte)
+void take_intermediate(GuardSequence &sequence, int &count, char byte)
 {
     if (++count <= 2) {
         append(sequence, byte);
     }
 }
 
-void take_digit(PortSequence &sequence, Numbers &numbers, char digit)
+void take_digit(GuardSequence &sequence, Numbers &numbers, char digit)
 {
     char &last = sequence.text[sequence.length - 1];
     if (numbers.digits == 1 && last == '0') {
         last = digit;
-    } else if (numbers.digits < PORT_MAX_DIGITS) {
+    } else if (numbers.digits < GUARD_MAX_DIGITS) {
         numbers.digits++;
         append(sequence, digit);
     }
 }
 
-void take_parameter(PortSequence &sequence, Numbers &numbers, char byte)
+void take_parameter(GuardSequence &sequence, Numbers &numbers, char byte)
 {
     const bool leads = byte >= '<';
-    if (numbers.broken || numbers.separators > PORT_MAX_SEPARATORS) {
+    if (numbers.broken || numbers.separators > GUARD_MAX_SEPARATORS) {
         return;
     }
     if (numbers.intermediates > 0 || (leads && sequence.length > 2)) {
@@ -53,7 +53,7 @@ void take_parameter(PortSequence &sequence, Numbers &numbers, char byte)
 }
 
 // An SGR keeps its first 16 numbers, but for a last one that would make libvterm look for another.
-void keep_first_numbers(PortSequence &sequence)
+void keep_first_numbers(GuardSequence &sequence)
 {
     sequence.length--; // the separator that was too many
     const std::string_view text(sequence.text, sequence.length);
@@ -64,29 +64,29 @@ void keep_first_numbers(PortSequence &sequence)
     }
 }
 
-void finish_csi(PortSequence &sequence, const Numbers &numbers, char final)
+void finish_csi(GuardSequence &sequence, const Numbers &numbers, char final)
 {
-    const bool too_many = numbers.separators > PORT_MAX_SEPARATORS;
+    const bool too_many = numbers.separators > GUARD_MAX_SEPARATORS;
     const bool cuttable = final == 'm' && numbers.intermediates == 0 && sequence.text[2] < '<';
     if (numbers.broken || (too_many && !cuttable)) {
-        sequence.kind = PortSequenceKind::BROKEN;
+        sequence.kind = GuardSequenceKind::BROKEN;
         return;
     }
     if (too_many) {
         keep_first_numbers(sequence);
     }
     append(sequence, final);
-    sequence.kind = PortSequenceKind::CSI;
+    sequence.kind = GuardSequenceKind::CSI;
 }
 
 // The bytes behind "ESC [".
-void read_csi(std::string_view bytes, PortSequence &sequence)
+void read_csi(std::string_view bytes, GuardSequence &sequence)
 {
     Numbers numbers = {};
     for (; sequence.taken < bytes.size(); sequence.taken++) {
         const char byte = bytes[sequence.taken];
         if (static_cast<unsigned char>(byte) >= 0x80) {
-            sequence.kind = PortSequenceKind::BROKEN;
+            sequence.kind = GuardSequenceKind::BROKEN;
             return;
         }
         if (byte < 0x20 || byte == 0x7f) {
@@ -97,7 +97,7 @@ void read_csi(std::string_view bytes, PortSequence &sequence)
             finish_csi(sequence, numbers, byte);
             return;
         }
-        if (port_is_intermediate(byte)) {
+        if (guard_is_intermediate(byte)) {
             take_intermediate(sequence, numbers.intermediates, byte);
         } else {
             take_parameter(sequence, numbers, byte);
@@ -112,15 +112,15 @@ bool begins_string(char byte)
 
 } // namespace
 
-void port_read_sequence(std::string_view bytes, PortSequence &sequence)
+void guard_read_sequence(std::string_view bytes, GuardSequence &sequence)
 {
-    sequence.kind = PortSequenceKind::CUT;
+    sequence.kind = GuardSequenceKind::CUT;
     sequence.taken = 1;
     sequence.length = 0;
-    append(sequence, PORT_ESCAPE);
+    append(sequence, GUARD_ESCAPE);
     int intermediates = 0;
     for (; sequence.taken < bytes.size(); sequence.taken++) {
-        if (!port_is_intermediate(bytes[sequence.taken])) {
+        if (!guard_is_intermediate(bytes[sequence.taken])) {
             break;
         }
         take_intermediate(sequence, intermediates, bytes[sequence.taken]);
@@ -130,7 +130,7 @@ void port_read_sequence(std::string_view bytes, PortSequence &sequence)
     }
     const char byte = bytes[sequence.taken];
     if (static_cast<unsigned char>(byte) >= 0x80) {
-        sequence.kind = PortSequenceKind::BROKEN;
+        sequence.kind = GuardSequenceKind::BROKEN;
         return;
     }
     if (byte < 0x20 || byte == 0x7f) {
@@ -140,10 +140,10 @@ void port_read_sequence(std::string_view bytes, PortSequence &sequence)
     append(sequence, byte);
     const bool introduces = byte == '[' || begins_string(byte);
     if (introduces && intermediates > 0) {
-        sequence.kind = PortSequenceKind::BROKEN; // but libvterm would take it for an introducer
+        sequence.kind = GuardSequenceKind::BROKEN; // but libvterm would take it for an introducer
     } else if (byte == '[') {
         read_csi(bytes, sequence);
     } else {
-        sequence.kind = introduces ? PortSequenceKind::STRING : PortSequenceKind::ESCAPE;
+        sequence.kind = introduces ? GuardSequenceKind::STRING : GuardSequenceKind::ESCAPE;
     }
 }

@@ -5,21 +5,21 @@
 #include <string_view>
 
 #include "dep/vterm.h"
-#include "tui/port_guard.h"
-#include "tui/port_sequence.h"
+#include "tui/guard/guard.h"
+#include "tui/guard/sequence.h"
 
 // How many bytes a control string may go on for. Noise begins one by chance, and must not silence
 // the screen.
-constexpr uint16_t PORT_STRING_SIZE = 4096;
+constexpr uint16_t GUARD_STRING_SIZE = 4096;
 
-inline void port_write(VTerm *vt, std::string_view bytes)
+inline void guard_send_bytes(VTerm *vt, std::string_view bytes)
 {
     vterm_input_write(vt, bytes.data(), bytes.size());
 }
 
-void port_hold_back(PortGuard &guard, std::string_view bytes);
+void guard_hold_back(Guard &guard, std::string_view bytes);
 
-void port_obey(PortGuard &guard, VTerm *vt, const PortSequence &sequence);
+void guard_obey(Guard &guard, VTerm *vt, const GuardSequence &sequence);
 
 // Puts a cursor that libvterm left outside of the screen back onto it.
-void port_keep_cursor_inside(VTerm *vt);
+void guard_keep_cursor_inside(VTerm *vt);

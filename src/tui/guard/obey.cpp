@@ -1,4 +1,4 @@
-#include "tui/port_obey.h"
+#include "tui/guard/obey.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -9,7 +9,7 @@ namespace {
 
 // libvterm's own REP loops for ever unless a glyph with a width was the last thing printed.
 // Beyond one line's worth there is no use in a count, only work.
-void repeat_glyph(const PortGuard &guard, VTerm *vt, int count)
+void repeat_glyph(const Guard &guard, VTerm *vt, int count)
 {
     char copies[16 * sizeof guard.glyph];
     int cols = 0;
@@ -45,13 +45,13 @@ int first_number(std::string_view sequence)
 
 void restore_cursor(VTerm *vt)
 {
-    port_write(vt, "\x1b\x38");
-    port_keep_cursor_inside(vt); // the screen may have shrunk since the cursor was saved
+    guard_send_bytes(vt, "\x1b\x38");
+    guard_keep_cursor_inside(vt); // the screen may have shrunk since the cursor was saved
 }
 
 // libvterm takes the first of several modes only. Those that concern what the terminal sends are
 // not its business.
-void set_private_mode(PortGuard &guard, VTerm *vt, int mode, bool on)
+void set_private_mode(Guard &guard, VTerm *vt, int mode, bool on)
 {
     switch (mode) {
     case 1:
@@ -77,11 +77,11 @@ void set_private_mode(PortGuard &guard, VTerm *vt, int mode, bool on)
     }
     char sequence[32];
     const int length = snprintf(sequence, sizeof sequence, "\x1b[?%d%c", mode, on ? 'h' : 'l');
-    port_write(vt, {sequence, static_cast<size_t>(length)});
+    guard_send_bytes(vt, {sequence, static_cast<size_t>(length)});
 }
 
 // The numbers between "ESC [ ?" and the final byte.
-void set_private_modes(PortGuard &guard, VTerm *vt, std::string_view sequence)
+void set_private_modes(Guard &guard, VTerm *vt, std::string_view sequence)
 {
     const bool on = sequence.back() == 'h';
     int mode = -1; // none yet
@@ -110,24 +110,24 @@ bool covers_screen(VTerm *vt, std::string_view margins)
     return margins == whole[0] || margins == whole[1] || margins == whole[2];
 }
 
-void note_margins(PortGuard &guard, VTerm *vt, std::string_view sequence)
+void note_margins(Guard &guard, VTerm *vt, std::string_view sequence)
 {
     if (sequence.back() == 's') {
-        guard.margins |= PORT_COLUMNS;
+        guard.margins |= GUARD_COLUMNS;
     } else if (covers_screen(vt, sequence)) {
-        guard.margins &= static_cast<uint8_t>(~PORT_ROWS);
+        guard.margins &= static_cast<uint8_t>(~GUARD_ROWS);
     } else {
-        guard.margins |= PORT_ROWS;
+        guard.margins |= GUARD_ROWS;
     }
 }
 
-void obey_csi(PortGuard &guard, VTerm *vt, std::string_view sequence)
+void obey_csi(Guard &guard, VTerm *vt, std::string_view sequence)
 {
     const char final = sequence.back();
     const char leader = sequence[2];
     const bool leads = leader >= '<' && leader <= '?';
     const char before_final = sequence[sequence.size() - 2];
-    const bool intermediate = port_is_intermediate(before_final);
+    const bool intermediate = guard_is_intermediate(before_final);
     guard.joins = guard.joins && final == 'm';
     if (final == 'b' && !leads && !intermediate) {
         repeat_glyph(guard, vt, first_number(sequence));
@@ -138,7 +138,7 @@ void obey_csi(PortGuard &guard, VTerm *vt, std::string_view sequence)
         return;
     }
     if (final == 's' && before_final == '[' && !guard.side_margins) {
-        port_write(vt, "\x1b\x37");
+        guard_send_bytes(vt, "\x1b\x37");
         return;
     }
     if (final == 'u' && before_final == '[') {
@@ -154,10 +154,10 @@ void obey_csi(PortGuard &guard, VTerm *vt, std::string_view sequence)
     if ((final == 'h' || final == 'l') && first_number(sequence) == 20) {
         guard.feeds_return = final == 'h';
     }
-    port_write(vt, sequence);
+    guard_send_bytes(vt, sequence);
 }
 
-void reset(PortGuard &guard, VTerm *vt)
+void reset(Guard &guard, VTerm *vt)
 {
     guard.modes = {};
     guard.side_margins = false;
@@ -166,11 +166,11 @@ void reset(PortGuard &guard, VTerm *vt)
     guard.wraps_not = false;
     guard.feeds_return = false;
     guard.lines_doubled = false;
-    port_write(vt, "\x1b[?1047l\x1b\x63"); // libvterm alone stays on the alternate screen
+    guard_send_bytes(vt, "\x1b[?1047l\x1b\x63"); // libvterm alone stays on the alternate screen
 }
 
 // Which of the four character sets hold something else than ASCII.
-void note_designation(PortGuard &guard, char set, char characters)
+void note_designation(Guard &guard, char set, char characters)
 {
     const auto bit = static_cast<uint8_t>(1 << (set - '('));
     if (characters == '0' || characters == 'A') {
@@ -180,7 +180,7 @@ void note_designation(PortGuard &guard, char set, char characters)
     }
 }
 
-void obey_escape(PortGuard &guard, VTerm *vt, std::string_view sequence)
+void obey_escape(Guard &guard, VTerm *vt, std::string_view sequence)
 {
     if (sequence.size() == 3 && sequence[1] >= '(' && sequence[1] <= '+') {
         note_designation(guard, sequence[1], sequence[2]);
@@ -201,48 +201,48 @@ void obey_escape(PortGuard &guard, VTerm *vt, std::string_view sequence)
     default:
         break;
     }
-    port_write(vt, sequence);
+    guard_send_bytes(vt, sequence);
 }
 
-void begin_string(PortGuard &guard, std::string_view introducer)
+void begin_string(Guard &guard, std::string_view introducer)
 {
-    guard.string_left = PORT_STRING_SIZE;
+    guard.string_left = GUARD_STRING_SIZE;
     if (introducer.back() == ']') {
-        port_hold_back(guard, introducer); // the others tell libvterm nothing
+        guard_hold_back(guard, introducer); // the others tell libvterm nothing
     }
 }
 
 } // namespace
 
-void port_hold_back(PortGuard &guard, std::string_view bytes)
+void guard_hold_back(Guard &guard, std::string_view bytes)
 {
     guard.held_length = static_cast<uint16_t>(bytes.size());
     memcpy(guard.held, bytes.data(), bytes.size());
 }
 
-void port_obey(PortGuard &guard, VTerm *vt, const PortSequence &sequence)
+void guard_obey(Guard &guard, VTerm *vt, const GuardSequence &sequence)
 {
     const std::string_view text(sequence.text, sequence.length);
     switch (sequence.kind) {
-    case PortSequenceKind::CUT:
-        port_hold_back(guard, text);
+    case GuardSequenceKind::CUT:
+        guard_hold_back(guard, text);
         break;
-    case PortSequenceKind::BROKEN:
+    case GuardSequenceKind::BROKEN:
         break;
-    case PortSequenceKind::ESCAPE:
+    case GuardSequenceKind::ESCAPE:
         obey_escape(guard, vt, text);
         break;
-    case PortSequenceKind::CSI:
+    case GuardSequenceKind::CSI:
         obey_csi(guard, vt, text);
         break;
-    case PortSequenceKind::STRING:
+    case GuardSequenceKind::STRING:
         begin_string(guard, text);
         break;
     }
 }
 
 // Puts a cursor that libvterm left outside of the screen back onto it.
-void port_keep_cursor_inside(VTerm *vt)
+void guard_keep_cursor_inside(VTerm *vt)
 {
     VTermPos cursor;
     int rows = 0;
@@ -252,6 +252,6 @@ void port_keep_cursor_inside(VTerm *vt)
     if (cursor.row < 0 || cursor.row >= rows || cursor.col < 0 || cursor.col >= cols) {
         // A status report that asks for nothing: after any control sequence libvterm brings the
         // cursor back, and this one does nothing else.
-        port_write(vt, "\x1b[0n");
+        guard_send_bytes(vt, "\x1b[0n");
     }
 }

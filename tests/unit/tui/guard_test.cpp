@@ -1,4 +1,4 @@
-#include "tui/port_guard.h"
+#include "tui/guard/guard.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@
 #include "support/screen.h"
 #include "support/text.h"
 #include "text/printable.h"
-#include "tui/port_character.h"
+#include "tui/guard/character.h"
 #include "tui/scrollback.h"
 
 namespace {
@@ -26,7 +26,7 @@ using support::utf8;
 using namespace std::string_literals;
 
 struct Emulator {
-    PortGuard guard = {};
+    Guard guard = {};
     VTerm *vt;
     Screen screen;
     list_head saved = LIST_HEAD_INIT(saved);
@@ -42,7 +42,7 @@ struct Emulator {
     {
         // Of exactly this size, so that the sanitizer sees a read beyond it.
         const std::vector<char> exact(bytes.begin(), bytes.end());
-        port_guard_write(guard, vt, exact.data(), exact.size());
+        guard_write(guard, vt, exact.data(), exact.size());
         return *this;
     }
 
@@ -54,7 +54,7 @@ struct Emulator {
 
     Emulator &resize(int rows, int cols)
     {
-        port_guard_set_size(guard, vt, rows, cols);
+        guard_set_size(guard, vt, rows, cols);
         return *this;
     }
 
@@ -119,7 +119,7 @@ int on_property(VTermProp property, VTermValue *value, void *user)
 constexpr VTermScreenCallbacks CALLBACKS = {
     .settermprop = on_property, .sb_pushline = on_push_line, .sb_popline = on_pop_line};
 
-Emulator::Emulator(int rows, int cols) : vt(port_guard_new_vterm(rows, cols)), screen(vt)
+Emulator::Emulator(int rows, int cols) : vt(guard_new_vterm(rows, cols)), screen(vt)
 {
     vterm_screen_set_callbacks(vterm_obtain_screen(vt), &CALLBACKS, this);
 }
@@ -134,7 +134,7 @@ string many(int count, string_view text)
 }
 
 // libvterm takes four bytes of stack for each byte that comes after the one it looks at.
-TEST(PortGuard, CutsLongChunks)
+TEST(Guard, CutsLongChunks)
 {
     EXPECT_EQ(Emulator().write("x" + string(4 << 20, '\0')).text(), "x");
     const string wide = "漢\033[H";
@@ -146,7 +146,7 @@ TEST(PortGuard, CutsLongChunks)
 
 // Whatever the bytes and wherever they are cut: the screen is the one that the emulator alone makes
 // of them when they come in one piece.
-TEST(PortGuard, LeavesLegitimateOutputAlone)
+TEST(Guard, LeavesLegitimateOutputAlone)
 {
     const string rows[] = {
         "plain text\r\nand\ta tab\b\b\a!\013\014",
@@ -217,7 +217,7 @@ void expect_screens(const std::vector<Case> &rows)
     }
 }
 
-TEST(PortGuard, DropsControlSequencesWithTooManyArguments)
+TEST(Guard, DropsControlSequencesWithTooManyArguments)
 {
     expect_screens({
         {"\033[" + many(15, ";") + "mok", "ok", "0,2"},
@@ -231,7 +231,7 @@ TEST(PortGuard, DropsControlSequencesWithTooManyArguments)
     });
 }
 
-TEST(PortGuard, KeepsTheFirstNumbersOfManyAttributes)
+TEST(Guard, KeepsTheFirstNumbersOfManyAttributes)
 {
     const string fifteen = many(14, "0;") + "4";
     const struct {
@@ -263,7 +263,7 @@ TEST(PortGuard, KeepsTheFirstNumbersOfManyAttributes)
 }
 
 // Sequences that libvterm does not know, or takes for others.
-TEST(PortGuard, TranslatesSequences)
+TEST(Guard, TranslatesSequences)
 {
     expect_screens({
         {"ab\033[s\033[3;3Hx\033[uy", "aby||  x", "0,3"},
@@ -276,7 +276,7 @@ TEST(PortGuard, TranslatesSequences)
     EXPECT_FALSE(Emulator().write("\033[?12:3;;25;l").screen.cursor_visible);
 }
 
-TEST(PortGuard, KnowsTheModesOfTheKeys)
+TEST(Guard, KnowsTheModesOfTheKeys)
 {
     const struct {
         const char *bytes;
@@ -313,7 +313,7 @@ TEST(PortGuard, KnowsTheModesOfTheKeys)
     }
 }
 
-TEST(PortGuard, TakesMalformedSequencesWhole)
+TEST(Guard, TakesMalformedSequencesWhole)
 {
     expect_screens({
         {"a\033[1<2mb", "ab", "0,2"},
@@ -334,7 +334,7 @@ TEST(PortGuard, TakesMalformedSequencesWhole)
     });
 }
 
-TEST(PortGuard, SwallowsStringsThatDrawNothing)
+TEST(Guard, SwallowsStringsThatDrawNothing)
 {
     expect_screens({
         {"a\033_ an application's\033\\b", "ab", "0,2"},
@@ -359,7 +359,7 @@ TEST(PortGuard, SwallowsStringsThatDrawNothing)
     EXPECT_EQ(Emulator().write("\033]0;title\nx\a").titles, 0);
 }
 
-TEST(PortGuard, RepeatsTheLastCharacter)
+TEST(Guard, RepeatsTheLastCharacter)
 {
     expect_screens({
         {"\033[5bx", "x", "0,1"},
@@ -383,7 +383,7 @@ TEST(PortGuard, RepeatsTheLastCharacter)
     });
 }
 
-TEST(PortGuard, ShowsUtf8WhereverItIsCut)
+TEST(Guard, ShowsUtf8WhereverItIsCut)
 {
     const string bad = "�";
     expect_screens({
@@ -422,7 +422,7 @@ TEST(PortGuard, ShowsUtf8WhereverItIsCut)
     EXPECT_EQ(Emulator().write("a\xe2\x94").resize(4, 10).write("\x80").text(), "a─");
 }
 
-TEST(PortGuard, BoundsTheMarksOfACharacter)
+TEST(Guard, BoundsTheMarksOfACharacter)
 {
     const string voiced = "か" + many(12, "\u3099");
     EXPECT_EQ(Emulator().resize(1, 2).write(voiced).text(), "か");
@@ -434,9 +434,9 @@ TEST(PortGuard, BoundsTheMarksOfACharacter)
         for (size_t at = 0; at < marks.size(); at += static_cast<size_t>(chunk)) {
             emulator.write(marks.substr(at, static_cast<size_t>(chunk)));
         }
-        EXPECT_EQ(emulator.text(), "e" + many(PORT_GUARD_MAX_MARKS, mark));
+        EXPECT_EQ(emulator.text(), "e" + many(GUARD_MAX_MARKS, mark));
         emulator.write("\033[2bo" + mark);
-        EXPECT_EQ(emulator.text(), many(3, "e" + many(PORT_GUARD_MAX_MARKS, mark)) + "o" + mark);
+        EXPECT_EQ(emulator.text(), many(3, "e" + many(GUARD_MAX_MARKS, mark)) + "o" + mark);
     }
 }
 
@@ -451,18 +451,18 @@ void release(void *memory, void *)
     free(memory);
 }
 
-TEST(PortGuard, KeepsTheEmulatorFromGrowing)
+TEST(Guard, KeepsTheEmulatorFromGrowing)
 {
     int allocations = 0;
     VTermAllocatorFunctions functions = {count_and_allocate, release};
-    PortGuard guard = {};
+    Guard guard = {};
     VTerm *vt = vterm_new_with_allocator(6, 20, &functions, &allocations);
     vterm_screen_reset(vterm_obtain_screen(vt), 1);
     vterm_set_utf8(vt, 1);
     allocations = 0;
     for (const string &bytes : {"e" + many(1000, "\u0301"), "\r" + many(1000, "\u0301\a"),
                                 many(1000, "\033[H\u0301"), "\033]0;" + many(1000, "title")}) {
-        port_guard_write(guard, vt, bytes.data(), bytes.size());
+        guard_write(guard, vt, bytes.data(), bytes.size());
     }
     EXPECT_EQ(allocations, 0);
     vterm_free(vt);
@@ -470,7 +470,7 @@ TEST(PortGuard, KeepsTheEmulatorFromGrowing)
 
 // Every character that the emulator merges with the one before it must be known for one, and be
 // dropped when it would make that one wider.
-TEST(PortGuard, KnowsTheEmulatorsMarks)
+TEST(Guard, KnowsTheEmulatorsMarks)
 {
     Emulator emulator;
     for (uint32_t code_point = 0xa0; code_point < 0xe0200; code_point++) {
@@ -483,17 +483,17 @@ TEST(PortGuard, KnowsTheEmulatorsMarks)
         emulator.write_unguarded("\ré" + character);
         const bool merged = emulator.raw_cell(0, 0).chars[1] == code_point;
         const bool widens = merged && emulator.cursor() != "0,1";
-        ASSERT_EQ(port_judge_character(code_point, 0),
-                  widens || is_direction_control(code_point) ? PortVerdict::DROP
-                  : merged                                   ? PortVerdict::MARK
-                  : is_newer_wide(code_point)                ? PortVerdict::STAND_IN
-                                                             : PortVerdict::PASS)
+        ASSERT_EQ(guard_judge_character(code_point, 0),
+                  widens || is_direction_control(code_point) ? GuardVerdict::DROP
+                  : merged                                   ? GuardVerdict::MARK
+                  : is_newer_wide(code_point)                ? GuardVerdict::STAND_IN
+                                                             : GuardVerdict::PASS)
             << std::hex << code_point;
     }
 }
 
 // Emoji that the emulator would take for narrow, by characters that it takes for wide.
-TEST(PortGuard, GivesNewerWideCharactersTwoColumns)
+TEST(Guard, GivesNewerWideCharactersTwoColumns)
 {
     int count = 0;
     for (uint32_t code_point = 0x10000; code_point < 0x20000; code_point++) {
@@ -505,8 +505,8 @@ TEST(PortGuard, GivesNewerWideCharactersTwoColumns)
         Emulator emulator(2, 4);
         emulator.write(character + "x\r\033[3C" + character); // the second goes to the next line
         ASSERT_EQ(emulator.cursor(), "1,2") << std::hex << code_point;
-        ASSERT_EQ(port_real_character(emulator.raw_cell(0, 0).chars[0]), code_point);
-        ASSERT_EQ(port_real_character(code_point), code_point);
+        ASSERT_EQ(guard_real_character(emulator.raw_cell(0, 0).chars[0]), code_point);
+        ASSERT_EQ(guard_real_character(code_point), code_point);
     }
     EXPECT_EQ(count, 1516);
     const string green = "\U0003f7e2";
@@ -521,7 +521,7 @@ TEST(PortGuard, GivesNewerWideCharactersTwoColumns)
     });
 }
 
-TEST(PortGuard, KeepsSizesWithinLimits)
+TEST(Guard, KeepsSizesWithinLimits)
 {
     const struct {
         int rows, cols;
@@ -542,7 +542,7 @@ TEST(PortGuard, KeepsSizesWithinLimits)
     }
 }
 
-TEST(PortGuard, ShrinksSafely)
+TEST(Guard, ShrinksSafely)
 {
     const string full = many(23, "line\r\n") + "last";
     const struct {
@@ -579,7 +579,7 @@ TEST(PortGuard, ShrinksSafely)
     }
 }
 
-TEST(PortGuard, ShrinkingKeepsAttributesAndPendingWrap)
+TEST(Guard, ShrinkingKeepsAttributesAndPendingWrap)
 {
     Emulator emulator(24, 20);
     emulator.write("\033[1;7m" + many(20, "x")).resize(10, 20).write("y");
@@ -635,7 +635,7 @@ void expect_same_saved(const Emulator &expected, const Emulator &actual)
 }
 
 // Byte by byte each line scrolls for itself.
-TEST(PortGuard, ScrollsForManyLinesAsForEach)
+TEST(Guard, ScrollsForManyLinesAsForEach)
 {
     for (unsigned int seed = 0; seed < 1000; seed++) {
         SCOPED_TRACE(seed);
@@ -657,7 +657,7 @@ TEST(PortGuard, ScrollsForManyLinesAsForEach)
 }
 
 // The client often comes to a port on which a full-screen program already runs.
-TEST(PortGuard, RestoresACursorThatWasNeverSaved)
+TEST(Guard, RestoresACursorThatWasNeverSaved)
 {
     for (const char *restore : {"\0338", "\033[?1049l", "\033[?1048l"}) {
         Emulator emulator;
@@ -667,7 +667,7 @@ TEST(PortGuard, RestoresACursorThatWasNeverSaved)
     }
 }
 
-TEST(PortGuard, GivesSavedLinesBack)
+TEST(Guard, GivesSavedLinesBack)
 {
     const string wide = many(10, "漢");
     Emulator emulator(3, 20);

@@ -1,4 +1,4 @@
-#include "tui/port_guard.h"
+#include "tui/guard/guard.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -7,15 +7,15 @@
 #include <algorithm>
 
 #include "dep/ubox.h"
-#include "tui/port_obey.h"
-#include "tui/port_scan.h"
-#include "tui/port_sequence.h"
-#include "tui/port_text.h"
+#include "tui/guard/obey.h"
+#include "tui/guard/scan.h"
+#include "tui/guard/sequence.h"
+#include "tui/guard/text.h"
 
 namespace {
 
 // What is looked at together: bytes held back and some that follow.
-constexpr size_t JOINED = sizeof PortGuard::held + 256;
+constexpr size_t JOINED = sizeof Guard::held + 256;
 constexpr char BELL = 0x07;
 constexpr char CANCEL = 0x18;
 constexpr char SUBSTITUTE = 0x1a;
@@ -28,7 +28,7 @@ bool within_limits(const char *at, const char *end)
         const bool separates = *at == ';' || *at == ':';
         separators += separates;
         digits = separates ? 0 : digits + 1;
-        if (separators >= PORT_MAX_SEPARATORS || digits > PORT_MAX_DIGITS) {
+        if (separators >= GUARD_MAX_SEPARATORS || digits > GUARD_MAX_DIGITS) {
             return false;
         }
     }
@@ -53,13 +53,13 @@ const char *plain_csi_end(const char *at, const char *end)
     }
     at += at[2] >= '<' && at[2] <= '?' ? 3 : 2;
     const char *numbers = at;
-    at = port_skip<port_mark_not_number>(at, end);
+    at = guard_skip<guard_mark_not_number>(at, end);
     if (at == end || static_cast<unsigned char>(*at) < 0x40 ||
         static_cast<unsigned char>(*at) > 0x7e || needs_a_look(*at)) {
         return nullptr;
     }
     // Few bytes are within any limit.
-    return at - numbers <= PORT_MAX_DIGITS || within_limits(numbers, at) ? at + 1 : nullptr;
+    return at - numbers <= GUARD_MAX_DIGITS || within_limits(numbers, at) ? at + 1 : nullptr;
 }
 
 bool is_control(char byte)
@@ -68,22 +68,22 @@ bool is_control(char byte)
 }
 
 // Control bytes do their work inside a sequence as well, but for those that end it.
-void pass_control_within(PortWalk &walk)
+void pass_control_within(GuardWalk &walk)
 {
     const char byte = *walk.at;
-    if (byte == PORT_ESCAPE) {
+    if (byte == GUARD_ESCAPE) {
         walk.guard.held_length = 0;
         return;
     }
     if (byte == CANCEL || byte == SUBSTITUTE) {
         walk.guard.held_length = 0;
     } else {
-        port_write(walk.vt, {&byte, 1});
+        guard_send_bytes(walk.vt, {&byte, 1});
     }
-    port_leave_out(walk, 1);
+    guard_leave_out(walk, 1);
 }
 
-void pass_sequence(PortWalk &walk)
+void pass_sequence(GuardWalk &walk)
 {
     const char *end = plain_csi_end(walk.at, walk.end);
     if (end) {
@@ -91,47 +91,47 @@ void pass_sequence(PortWalk &walk)
         walk.at = end;
         return;
     }
-    PortSequence sequence;
-    port_read_sequence({walk.at, static_cast<size_t>(walk.end - walk.at)}, sequence);
-    port_leave_out(walk, sequence.taken);
-    port_keep_glyph(walk);
-    port_obey(walk.guard, walk.vt, sequence);
-    if (sequence.kind == PortSequenceKind::CUT && walk.at < walk.end && is_control(*walk.at)) {
+    GuardSequence sequence;
+    guard_read_sequence({walk.at, static_cast<size_t>(walk.end - walk.at)}, sequence);
+    guard_leave_out(walk, sequence.taken);
+    guard_keep_glyph(walk);
+    guard_obey(walk.guard, walk.vt, sequence);
+    if (sequence.kind == GuardSequenceKind::CUT && walk.at < walk.end && is_control(*walk.at)) {
         pass_control_within(walk);
     }
 }
 
 bool ends_string(char byte)
 {
-    return byte == BELL || byte == PORT_ESCAPE || byte == CANCEL || byte == SUBSTITUTE ||
+    return byte == BELL || byte == GUARD_ESCAPE || byte == CANCEL || byte == SUBSTITUTE ||
            byte == '\n';
 }
 
 // Only OSC says something to libvterm, and only when it ends as it should.
-void end_string(PortGuard &guard, VTerm *vt, char byte)
+void end_string(Guard &guard, VTerm *vt, char byte)
 {
-    if (guard.held_length > 0 && (byte == BELL || byte == PORT_ESCAPE)) {
+    if (guard.held_length > 0 && (byte == BELL || byte == GUARD_ESCAPE)) {
         guard.held[guard.held_length] = BELL; // in one piece, or libvterm forgets the first
-        port_write(vt, {guard.held, guard.held_length + 1U});
+        guard_send_bytes(vt, {guard.held, guard.held_length + 1U});
     }
     guard.held_length = 0;
     guard.string_left = 0;
 }
 
 // The bytes of a control string; of OSC as many as there is room for are kept.
-void pass_string(PortWalk &walk)
+void pass_string(GuardWalk &walk)
 {
-    PortGuard &guard = walk.guard;
+    Guard &guard = walk.guard;
     for (; walk.at < walk.end && guard.string_left > 0; walk.at++) {
         const char byte = *walk.at;
         guard.string_left--;
         if (ends_string(byte)) {
             end_string(guard, walk.vt, byte);
-            walk.at += byte == PORT_ESCAPE || byte == '\n' ? 0 : 1;
+            walk.at += byte == GUARD_ESCAPE || byte == '\n' ? 0 : 1;
             break;
         }
         if (is_control(byte)) {
-            port_write(walk.vt, {&byte, 1});
+            guard_send_bytes(walk.vt, {&byte, 1});
         } else if (guard.held_length == sizeof guard.held - 1 || guard.string_left == 0) {
             guard.held_length = 0; // too long, and dropped
         } else if (guard.held_length > 0) {
@@ -142,17 +142,17 @@ void pass_string(PortWalk &walk)
 }
 
 // A character or a sequence.
-void pass_item(PortWalk &walk)
+void pass_item(GuardWalk &walk)
 {
-    if (*walk.at == PORT_ESCAPE) {
+    if (*walk.at == GUARD_ESCAPE) {
         pass_sequence(walk);
     } else {
-        port_pass_characters(walk);
+        guard_pass_characters(walk);
     }
 }
 
 // What was held back, together with some of what follows it.
-void pass_held(PortWalk &walk)
+void pass_held(GuardWalk &walk)
 {
     char joined[JOINED];
     const size_t held = walk.guard.held_length;
@@ -160,35 +160,35 @@ void pass_held(PortWalk &walk)
     memcpy(joined, walk.guard.held, held);
     memcpy(joined + held, walk.at, added);
     walk.guard.held_length = 0;
-    PortWalk item{walk.guard, walk.vt, joined, joined, joined + held + added, nullptr};
+    GuardWalk item{walk.guard, walk.vt, joined, joined, joined + held + added, nullptr};
     pass_item(item);
-    port_send(item);
-    port_keep_glyph(item);
+    guard_send(item);
+    guard_keep_glyph(item);
     walk.at += item.at - (joined + held);
     walk.unsent = walk.at;
 }
 
-void pass_unheld(PortWalk &walk)
+void pass_unheld(GuardWalk &walk)
 {
     while (walk.at < walk.end && walk.guard.held_length == 0 && walk.guard.string_left == 0) {
-        if (walk.at - walk.unsent >= PORT_PIECE) {
-            port_send(walk);
+        if (walk.at - walk.unsent >= GUARD_PIECE) {
+            guard_send(walk);
         }
         if (static_cast<unsigned char>(*walk.at) >= 0x80) {
-            port_pass_characters(walk);
-        } else if (*walk.at == PORT_ESCAPE) {
+            guard_pass_characters(walk);
+        } else if (*walk.at == GUARD_ESCAPE) {
             pass_sequence(walk);
         } else {
-            port_pass_plain(walk);
+            guard_pass_plain(walk);
         }
     }
-    port_send(walk);
-    port_keep_glyph(walk);
+    guard_send(walk);
+    guard_keep_glyph(walk);
 }
 
 // Margins beyond the new size make the next scroll move memory outside of the screen. Resetting
 // them moves the cursor to the corner, from where libvterm would scroll too few lines away.
-void reset_margins(PortGuard &guard, VTerm *vt)
+void reset_margins(Guard &guard, VTerm *vt)
 {
     char sequence[64];
     VTermPos cursor;
@@ -228,15 +228,15 @@ bool memory_suffices(int rows, int cols)
 
 } // namespace
 
-VTerm *port_guard_new_vterm(int rows, int cols)
+VTerm *guard_new_vterm(int rows, int cols)
 {
-    rows = std::clamp(rows, PORT_GUARD_MIN_ROWS, PORT_GUARD_MAX_ROWS);
-    cols = std::clamp(cols, PORT_GUARD_MIN_COLS, PORT_GUARD_MAX_COLS);
+    rows = std::clamp(rows, GUARD_MIN_ROWS, GUARD_MAX_ROWS);
+    cols = std::clamp(cols, GUARD_MIN_COLS, GUARD_MAX_COLS);
     return memory_suffices(rows, cols) ? vterm_new_with_allocator(rows, cols, &allocator, nullptr)
                                        : nullptr;
 }
 
-void port_guard_write(PortGuard &guard, VTerm *vt, const char *bytes, size_t length)
+void guard_write(Guard &guard, VTerm *vt, const char *bytes, size_t length)
 {
     if (!guard.started) {
         // Restoring a cursor that was never saved would hide it: common when the client comes to a
@@ -244,7 +244,7 @@ void port_guard_write(PortGuard &guard, VTerm *vt, const char *bytes, size_t len
         vterm_input_write(vt, "\x1b\x37", 2);
         guard.started = true;
     }
-    PortWalk walk{guard, vt, bytes, bytes, bytes + length, nullptr};
+    GuardWalk walk{guard, vt, bytes, bytes, bytes + length, nullptr};
     while (walk.at < walk.end) {
         if (guard.string_left > 0) {
             pass_string(walk);
@@ -256,12 +256,12 @@ void port_guard_write(PortGuard &guard, VTerm *vt, const char *bytes, size_t len
     }
 }
 
-void port_guard_set_size(PortGuard &guard, VTerm *vt, int rows, int cols)
+void guard_set_size(Guard &guard, VTerm *vt, int rows, int cols)
 {
     int old_rows = 0;
     int old_cols = 0;
-    rows = std::clamp(rows, PORT_GUARD_MIN_ROWS, PORT_GUARD_MAX_ROWS);
-    cols = std::clamp(cols, PORT_GUARD_MIN_COLS, PORT_GUARD_MAX_COLS);
+    rows = std::clamp(rows, GUARD_MIN_ROWS, GUARD_MAX_ROWS);
+    cols = std::clamp(cols, GUARD_MIN_COLS, GUARD_MAX_COLS);
     vterm_get_size(vt, &old_rows, &old_cols);
     if (!memory_suffices(rows, cols)) {
         ulog(LOG_ERR, "Could not resize the terminal emulator\n");
@@ -272,5 +272,5 @@ void port_guard_set_size(PortGuard &guard, VTerm *vt, int rows, int cols)
     }
     vterm_set_size(vt, rows, cols);
     // 0.1.4 scrolls a full screen by more lines than there are above its cursor.
-    port_keep_cursor_inside(vt);
+    guard_keep_cursor_inside(vt);
 }

@@ -3,9 +3,9 @@
 // lines first and the cursor moved up by as many. Used by the guard alone.
 #pragma once
 
-#include "tui/port_text.h"
+#include "tui/guard/text.h"
 
 // Passes text of several lines that begins behind a carriage return in the bytes from walk.at to
 // `end`, which are plain. Returns false when there is none, or it cannot be done; then the bytes
 // up to the carriage return may have been sent.
-[[nodiscard]] bool port_gather(PortWalk &walk, const char *end);
+[[nodiscard]] bool guard_gather(GuardWalk &walk, const char *end);

@@ -7,13 +7,13 @@
 #include <string_view>
 
 #include "dep/vterm.h"
-#include "tui/port_guard.h"
+#include "tui/guard/guard.h"
 
 // libvterm sets aside four bytes of stack for each byte that it has not looked at yet.
-constexpr ptrdiff_t PORT_PIECE = 4096;
+constexpr ptrdiff_t GUARD_PIECE = 4096;
 
-struct PortWalk {
-    PortGuard &guard;
+struct GuardWalk {
+    Guard &guard;
     VTerm *vt;
     const char *unsent; // first byte that libvterm has not been given
     const char *at;     // first byte not looked at
@@ -22,15 +22,15 @@ struct PortWalk {
 };
 
 // Gives libvterm what lies before walk.at.
-void port_send(PortWalk &walk);
+void guard_send(GuardWalk &walk);
 
 // The same, so that the next bytes, `length` of them, are left out.
-void port_leave_out(PortWalk &walk, size_t length);
+void guard_leave_out(GuardWalk &walk, size_t length);
 
 // Has guard.glyph hold the last character.
-void port_keep_glyph(PortWalk &walk);
+void guard_keep_glyph(GuardWalk &walk);
 
 // Passes bytes that are no sequences, as many as are looked at in one go: those below 0x80, then
 // the characters beyond.
-void port_pass_plain(PortWalk &walk);
-void port_pass_characters(PortWalk &walk);
+void guard_pass_plain(GuardWalk &walk);
+void guard_pass_characters(GuardWalk &walk);
