@@ -1,7 +1,7 @@
 #include "tui/guard/character.h"
 
 #include "text/printable.h"
-#include "tui/guard/guard.h"
+#include "tui/guard/state.h"
 
 GuardVerdict guard_judge_character(uint32_t code_point, int marks)
 {

@@ -7,7 +7,6 @@
 
 #include "text/printable.h"
 #include "tui/guard/character.h"
-#include "tui/guard/obey.h"
 #include "tui/guard/scan.h"
 
 namespace {
@@ -158,9 +157,7 @@ bool guard_gather(GuardWalk &walk, const char *end)
     walk.guard.joins = false;
     walk.at = begin;
     guard_send(walk);
-    VTermPos cursor;
-    vterm_state_get_cursorpos(vterm_obtain_state(walk.vt), &cursor);
-    if (cursor.row != size.rows - 1) {
+    if (guard_cursor(walk.vt).row != size.rows - 1) {
         return false;
     }
     do {

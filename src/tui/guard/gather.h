@@ -3,7 +3,7 @@
 // lines first and the cursor moved up by as many. Used by the guard alone.
 #pragma once
 
-#include "tui/guard/text.h"
+#include "tui/guard/walk.h"
 
 // Passes text of several lines that begins behind a carriage return in the bytes from walk.at to
 // `end`, which are plain. Returns false when there is none, or it cannot be done; then the bytes

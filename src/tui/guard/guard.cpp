@@ -11,6 +11,7 @@
 #include "tui/guard/scan.h"
 #include "tui/guard/sequence.h"
 #include "tui/guard/text.h"
+#include "tui/guard/walk.h"
 
 namespace {
 
@@ -191,8 +192,7 @@ void pass_unheld(GuardWalk &walk)
 void reset_margins(Guard &guard, VTerm *vt)
 {
     char sequence[64];
-    VTermPos cursor;
-    vterm_state_get_cursorpos(vterm_obtain_state(vt), &cursor);
+    const VTermPos cursor = guard_cursor(vt);
     const int length = snprintf(sequence, sizeof(sequence), "\x1b[r\x1b[s\x1b[%d;%dH",
                                 cursor.row + 1, cursor.col + 1);
     vterm_input_write(vt, sequence, static_cast<size_t>(length));

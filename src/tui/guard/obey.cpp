@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "tui/guard/walk.h"
+
 namespace {
 
 // libvterm's own REP loops for ever unless a glyph with a width was the last thing printed.
@@ -214,12 +216,6 @@ void begin_string(Guard &guard, std::string_view introducer)
 
 } // namespace
 
-void guard_hold_back(Guard &guard, std::string_view bytes)
-{
-    guard.held_length = static_cast<uint16_t>(bytes.size());
-    memcpy(guard.held, bytes.data(), bytes.size());
-}
-
 void guard_obey(Guard &guard, VTerm *vt, const GuardSequence &sequence)
 {
     const std::string_view text(sequence.text, sequence.length);
@@ -241,14 +237,12 @@ void guard_obey(Guard &guard, VTerm *vt, const GuardSequence &sequence)
     }
 }
 
-// Puts a cursor that libvterm left outside of the screen back onto it.
 void guard_keep_cursor_inside(VTerm *vt)
 {
-    VTermPos cursor;
+    const VTermPos cursor = guard_cursor(vt);
     int rows = 0;
     int cols = 0;
     vterm_get_size(vt, &rows, &cols);
-    vterm_state_get_cursorpos(vterm_obtain_state(vt), &cursor);
     if (cursor.row < 0 || cursor.row >= rows || cursor.col < 0 || cursor.col >= cols) {
         // A status report that asks for nothing: after any control sequence libvterm brings the
         // cursor back, and this one does nothing else.

@@ -2,22 +2,15 @@
 // not know. Used by the guard alone.
 #pragma once
 
-#include <string_view>
+#include <stdint.h>
 
 #include "dep/vterm.h"
-#include "tui/guard/guard.h"
 #include "tui/guard/sequence.h"
+#include "tui/guard/state.h"
 
 // How many bytes a control string may go on for. Noise begins one by chance, and must not silence
 // the screen.
 constexpr uint16_t GUARD_STRING_SIZE = 4096;
-
-inline void guard_send_bytes(VTerm *vt, std::string_view bytes)
-{
-    vterm_input_write(vt, bytes.data(), bytes.size());
-}
-
-void guard_hold_back(Guard &guard, std::string_view bytes);
 
 void guard_obey(Guard &guard, VTerm *vt, const GuardSequence &sequence);
 

@@ -8,29 +8,14 @@
 #include "text/printable.h"
 #include "tui/guard/character.h"
 #include "tui/guard/gather.h"
-#include "tui/guard/obey.h"
 #include "tui/guard/scan.h"
+#include "tui/guard/sequence.h"
 
 namespace {
 
 unsigned char byte_at(const char *bytes)
 {
     return static_cast<unsigned char>(*bytes);
-}
-
-int cursor_column(VTerm *vt)
-{
-    VTermPos cursor;
-    vterm_state_get_cursorpos(vterm_obtain_state(vt), &cursor);
-    return cursor.col;
-}
-
-void send_until(GuardWalk &walk, const char *end)
-{
-    if (end > walk.unsent) {
-        vterm_input_write(walk.vt, walk.unsent, static_cast<size_t>(end - walk.unsent));
-    }
-    walk.unsent = end;
 }
 
 void keep_mark(Guard &guard, std::string_view mark)
@@ -53,10 +38,10 @@ void note_printed(GuardWalk &walk, const char *glyph)
 void print_instead(GuardWalk &walk, size_t length, std::string_view character)
 {
     guard_leave_out(walk, length);
-    const int column = cursor_column(walk.vt);
+    const int column = guard_cursor(walk.vt).col;
     guard_send_bytes(walk.vt, character);
     note_printed(walk, character.data());
-    walk.guard.at_margin = cursor_column(walk.vt) == column;
+    walk.guard.at_margin = guard_cursor(walk.vt).col == column;
     walk.guard.glyph_length = static_cast<uint8_t>(character.size());
     memcpy(walk.guard.glyph, character.data(), character.size());
     walk.glyph = nullptr;
@@ -72,7 +57,7 @@ void join_at_margin(const Guard &guard, VTerm *vt)
     if (ascii && guard.designated != 0) {
         return; // the letter may stand for a line
     }
-    const int length = snprintf(text, sizeof text, "\x1b[%dG%s%.*s", cursor_column(vt) + 1,
+    const int length = snprintf(text, sizeof text, "\x1b[%dG%s%.*s", guard_cursor(vt).col + 1,
                                 ascii ? "\u0301" : "", guard.glyph_length, guard.glyph);
     guard_send_bytes(vt, {text, static_cast<size_t>(length)});
 }
@@ -158,36 +143,6 @@ void pass_character(GuardWalk &walk)
 }
 
 } // namespace
-
-// A character that leaves the cursor where it was stands in the last column. A mark that follows it
-// has to know.
-void guard_send(GuardWalk &walk)
-{
-    if (walk.guard.joins && walk.glyph && walk.glyph >= walk.unsent) {
-        send_until(walk, walk.glyph);
-        const int column = cursor_column(walk.vt);
-        send_until(walk, walk.at);
-        walk.guard.at_margin = cursor_column(walk.vt) == column;
-    }
-    send_until(walk, walk.at);
-}
-
-void guard_leave_out(GuardWalk &walk, size_t length)
-{
-    guard_send(walk);
-    walk.at += length;
-    walk.unsent = walk.at;
-}
-
-void guard_keep_glyph(GuardWalk &walk)
-{
-    if (walk.glyph) {
-        const std::string_view from(walk.glyph, static_cast<size_t>(walk.end - walk.glyph));
-        walk.guard.glyph_length = decode_character(from).length;
-        memcpy(walk.guard.glyph, walk.glyph, walk.guard.glyph_length);
-        walk.glyph = nullptr;
-    }
-}
 
 void guard_pass_plain(GuardWalk &walk)
 {

@@ -1,0 +1,53 @@
+#include "tui/guard/walk.h"
+
+#include <string.h>
+
+#include "text/printable.h"
+
+namespace {
+
+void send_until(GuardWalk &walk, const char *end)
+{
+    if (end > walk.unsent) {
+        vterm_input_write(walk.vt, walk.unsent, static_cast<size_t>(end - walk.unsent));
+    }
+    walk.unsent = end;
+}
+
+} // namespace
+
+// A character that leaves the cursor where it was stands in the last column. A mark that follows it
+// has to know.
+void guard_send(GuardWalk &walk)
+{
+    if (walk.guard.joins && walk.glyph && walk.glyph >= walk.unsent) {
+        send_until(walk, walk.glyph);
+        const int column = guard_cursor(walk.vt).col;
+        send_until(walk, walk.at);
+        walk.guard.at_margin = guard_cursor(walk.vt).col == column;
+    }
+    send_until(walk, walk.at);
+}
+
+void guard_leave_out(GuardWalk &walk, size_t length)
+{
+    guard_send(walk);
+    walk.at += length;
+    walk.unsent = walk.at;
+}
+
+void guard_keep_glyph(GuardWalk &walk)
+{
+    if (walk.glyph) {
+        const std::string_view from(walk.glyph, static_cast<size_t>(walk.end - walk.glyph));
+        walk.guard.glyph_length = decode_character(from).length;
+        memcpy(walk.guard.glyph, walk.glyph, walk.guard.glyph_length);
+        walk.glyph = nullptr;
+    }
+}
+
+void guard_hold_back(Guard &guard, std::string_view bytes)
+{
+    guard.held_length = static_cast<uint16_t>(bytes.size());
+    memcpy(guard.held, bytes.data(), bytes.size());
+}

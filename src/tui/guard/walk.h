@@ -1,0 +1,46 @@
+// The guard's walk over a chunk: what is sent to libvterm as it is and what in place of something
+// else. Used by the guard alone.
+#pragma once
+
+#include <stddef.h>
+
+#include <string_view>
+
+#include "dep/vterm.h"
+#include "tui/guard/state.h"
+
+// libvterm sets aside four bytes of stack for each byte that it has not looked at yet.
+constexpr ptrdiff_t GUARD_PIECE = 4096;
+
+struct GuardWalk {
+    Guard &guard;
+    VTerm *vt;
+    const char *unsent; // first byte that libvterm has not been given
+    const char *at;     // first byte not looked at
+    const char *end;
+    const char *glyph; // the last character printed; null while guard.glyph holds it
+};
+
+inline void guard_send_bytes(VTerm *vt, std::string_view bytes)
+{
+    vterm_input_write(vt, bytes.data(), bytes.size());
+}
+
+[[nodiscard]] inline VTermPos guard_cursor(VTerm *vt)
+{
+    VTermPos cursor;
+    vterm_state_get_cursorpos(vterm_obtain_state(vt), &cursor);
+    return cursor;
+}
+
+// Gives libvterm what lies before walk.at.
+void guard_send(GuardWalk &walk);
+
+// The same, so that the next bytes, `length` of them, are left out.
+void guard_leave_out(GuardWalk &walk, size_t length);
+
+// Has guard.glyph hold the last character.
+void guard_keep_glyph(GuardWalk &walk);
+
+// Keeps bytes until more have come. At most as many as guard.held has room for.
+void guard_hold_back(Guard &guard, std::string_view bytes);
