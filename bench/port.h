@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "bench/owned_fd.h"
+#include "support/fake_daemon.h"
 
 using Clock = std::chrono::steady_clock;
 
@@ -19,8 +20,8 @@ public:
     Port(const Port &) = delete;
     Port &operator=(const Port &) = delete;
 
-    const std::string &key() const { return port_key; }
-    std::string path(const std::string &name) const { return directory + "/" + name; }
+    const std::string &key() const { return daemon.key(); }
+    std::string path(const std::string &name) const { return daemon.directory() + "/" + name; }
     int data_listener() const { return data.get(); }
     int pane_listener() const { return pane.get(); }
 
@@ -41,9 +42,10 @@ public:
 
 private:
     void serve();
-    bool answer_requests(int client);
 
-    std::string port_key, directory;
-    Fd commands, data, pane, stop_reader, stop_writer;
+    support::Loop loop; // run by the thread
+    support::FakeDaemon daemon;
+    Fd data, pane, stop_reader, stop_writer;
+    bool stopped = false; // by the thread
     std::thread server;
 };

@@ -52,16 +52,30 @@ std::string command_name(std::string_view request)
     return std::string(request.substr(0, request.find('"')));
 }
 
-FakeDaemon::FakeDaemon(DaemonOptions given)
-    : options(std::move(given)), port_key(options.key.empty() ? unique_key() : options.key)
+int listen_at(const std::string &path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+        listen(listener, 4) != 0) {
+        throw Failure("cannot listen at " + path);
+    }
+    return listener;
+}
+
+FakeDaemon::FakeDaemon(DaemonOptions given, Loop &runs_in)
+    : options(std::move(given)), own_loop(runs_in),
+      port_key(options.key.empty() ? unique_key() : options.key)
 {
     std::filesystem::remove_all(directory()); // of a test that was killed, under the same number
     std::filesystem::create_directories(directory());
     cmd.path = directory() + "/cmd.sck";
     data.path = directory() + "/data.sck";
-    listen_at(cmd);
+    listen(cmd);
     if (options.listen_data) {
-        listen_at(data);
+        listen(data);
     }
 }
 
@@ -70,7 +84,7 @@ FakeDaemon::~FakeDaemon()
     for (Socket *socket : {&cmd, &data}) {
         hang_up(*socket);
         if (socket->listener >= 0) {
-            loop().forget(*socket->listener_watch);
+            own_loop.forget(*socket->listener_watch);
             close(socket->listener);
         }
     }
@@ -83,19 +97,12 @@ std::string FakeDaemon::directory() const
     return "/var/run/zorvad/" + port_key;
 }
 
-void FakeDaemon::listen_at(Socket &socket)
+void FakeDaemon::listen(Socket &socket)
 {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    socket.path.copy(address.sun_path, sizeof address.sun_path - 1);
-    socket.listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (bind(socket.listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
-        listen(socket.listener, 4) != 0) {
-        throw Failure("cannot listen at " + socket.path);
-    }
+    socket.listener = listen_at(socket.path);
     socket.listener_watch =
-        loop().watch({socket.listener, [&socket] { return short(socket.fd < 0 ? POLLIN : 0); },
-                      [this, &socket](short) { accept_client(socket); }});
+        own_loop.watch({socket.listener, [&socket] { return short(socket.fd < 0 ? POLLIN : 0); },
+                        [this, &socket](short) { accept_client(socket); }});
 }
 
 void FakeDaemon::accept_client(Socket &socket)
@@ -113,8 +120,8 @@ void FakeDaemon::accept_client(Socket &socket)
         const bool read = !socket.ended && (&socket == &cmd || reading);
         return short((read ? POLLIN : 0) | (socket.unsent.size() > 0 ? POLLOUT : 0));
     };
-    socket.watch =
-        loop().watch({socket.fd, wanted, [this, &socket](short events) { serve(socket, events); }});
+    socket.watch = own_loop.watch(
+        {socket.fd, wanted, [this, &socket](short events) { serve(socket, events); }});
 }
 
 void FakeDaemon::serve(Socket &socket, short events)
@@ -166,14 +173,14 @@ void FakeDaemon::take_command(const std::string &text)
 void FakeDaemon::expect_connected()
 {
     const auto connected = [this] { return cmd.fd >= 0 && (data.fd >= 0 || !options.listen_data); };
-    if (!loop().run_until(connected)) {
+    if (!own_loop.run_until(connected)) {
         throw Failure("no client has connected to port " + port_key);
     }
 }
 
 std::string FakeDaemon::next_command()
 {
-    if (!loop().run_until([this] { return !commands.empty(); })) {
+    if (!own_loop.run_until([this] { return !commands.empty(); })) {
         throw Failure("no request has come; on cmd.sck: " + visible(command_bytes));
     }
     std::string text = commands.front();
@@ -194,7 +201,7 @@ void FakeDaemon::reply(std::string_view bytes)
 {
     expect_connected();
     cmd.unsent.add(bytes);
-    if (!loop().run_until([this] { return cmd.unsent.size() == 0; })) {
+    if (!own_loop.run_until([this] { return cmd.unsent.size() == 0; })) {
         throw Failure("the client does not take replies");
     }
 }
@@ -221,7 +228,7 @@ void FakeDaemon::send(std::string_view bytes)
 void FakeDaemon::wait_until_sent()
 {
     expect_connected();
-    if (!loop().run_until([this] { return data.unsent.size() == 0; })) {
+    if (!own_loop.run_until([this] { return data.unsent.size() == 0; })) {
         throw Failure("the client does not take port output");
     }
 }
@@ -229,7 +236,7 @@ void FakeDaemon::wait_until_sent()
 void FakeDaemon::expect_received(std::string_view expected)
 {
     const auto enough = [&] { return port_input.size() >= expected.size() || data.ended; };
-    if (!loop().run_until(enough) || port_input != expected) {
+    if (!own_loop.run_until(enough) || port_input != expected) {
         throw Failure("the port got " + describe_difference(expected, port_input));
     }
 }
@@ -238,7 +245,7 @@ void FakeDaemon::hang_up(Socket &socket)
 {
     if (socket.fd >= 0) {
         if (socket.watch) {
-            loop().forget(*socket.watch);
+            own_loop.forget(*socket.watch);
             socket.watch.reset();
         }
         close(socket.fd);

@@ -1,5 +1,5 @@
-// A daemon of the test's own behind the two sockets of one port, driven by explicit calls. One
-// client; what it sends is collected whenever the loop runs.
+// A daemon of the test's or benchmark's own behind the two sockets of one port, driven by explicit
+// calls. One client; what it sends is collected whenever the loop runs.
 #pragma once
 
 #include "support/loop.h"
@@ -22,7 +22,7 @@ struct DaemonOptions {
 
 class FakeDaemon {
 public:
-    explicit FakeDaemon(DaemonOptions options = {});
+    explicit FakeDaemon(DaemonOptions options = {}, Loop &runs_in = loop());
     // Hangs up and removes the sockets and their directory.
     ~FakeDaemon();
     FakeDaemon(const FakeDaemon &) = delete;
@@ -72,7 +72,7 @@ private:
         Outbox unsent;
         std::optional<Loop::Handle> listener_watch, watch;
     };
-    void listen_at(Socket &socket);
+    void listen(Socket &socket);
     void accept_client(Socket &socket);
     void serve(Socket &socket, short events);
     void take_command_bytes(std::string_view bytes);
@@ -80,6 +80,7 @@ private:
     void hang_up(Socket &socket);
 
     DaemonOptions options;
+    Loop &own_loop;
     std::string port_key;
     Socket cmd, data;
     std::string command_bytes;
@@ -91,5 +92,8 @@ private:
 
 // The value of "cmd" in a request.
 std::string command_name(std::string_view request);
+
+// A new non-blocking socket, listening at the path.
+int listen_at(const std::string &path);
 
 } // namespace support

@@ -1,4 +1,4 @@
-// The one poll loop of a test process. Everything that waits, waits here, so that a fake daemon
+// A poll loop. A test process has one: everything that waits, waits here, so that a fake daemon
 // goes on answering while the test waits for a terminal, and the other way round.
 #pragma once
 
@@ -37,12 +37,13 @@ public:
     // is also tested every few milliseconds, as not everything is announced by a descriptor.
     [[nodiscard]] bool run_until(const std::function<bool()> &condition,
                                  std::chrono::milliseconds limit = PATIENCE);
+    // Waits for events, without an end where the time is negative, and dispatches them.
+    void run_once(int timeout_ms);
 
 private:
-    void run_once(int timeout_ms);
     std::list<Watch> watches;
 };
 
-Loop &loop();
+Loop &loop(); // the test process's
 
 } // namespace support
