@@ -30,26 +30,15 @@ struct node *new_text(const char *bytes, size_t length)
     return created;
 }
 
-char *text_of(struct node &text)
+char *text_of(const struct node &text)
 {
-    return reinterpret_cast<char *>(&text + 1);
+    return reinterpret_cast<char *>(const_cast<struct node *>(&text + 1));
 }
 
-const char *text_of(const struct node &text)
-{
-    return reinterpret_cast<const char *>(&text + 1);
-}
-
-const Container *container_of(const struct node *value, NodeType type)
+Container *container_of(const struct node *value, NodeType type)
 {
     const bool matches = value != nullptr && value->type == type;
-    return matches ? reinterpret_cast<const Container *>(value) : nullptr;
-}
-
-Container *container_of(struct node *value, NodeType type)
-{
-    const bool matches = value != nullptr && value->type == type;
-    return matches ? reinterpret_cast<Container *>(value) : nullptr;
+    return matches ? reinterpret_cast<Container *>(const_cast<struct node *>(value)) : nullptr;
 }
 
 void append(Container &container, struct node *value)
@@ -158,7 +147,7 @@ size_t node_array_count(const struct node *array)
 
 struct node *node_array_get(const struct node *array, size_t index)
 {
-    const Container *elements = container_of(array, NodeType::ARRAY);
+    Container *elements = container_of(array, NodeType::ARRAY);
     if (elements == nullptr || index >= elements->count) {
         return nullptr;
     }

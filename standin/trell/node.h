@@ -38,8 +38,8 @@ struct Container {
     struct node *last;
     size_t count;
     // Where node_array_get left off, so that a walk by index is linear.
-    mutable struct node *reached;
-    mutable size_t reached_index;
+    struct node *reached;
+    size_t reached_index;
 };
 
 static_assert(std::is_trivial_v<Container> && std::is_standard_layout_v<Container>);
@@ -48,12 +48,11 @@ static_assert(std::is_trivial_v<Container> && std::is_standard_layout_v<Containe
 struct node *new_node(NodeType type);
 struct node *new_text(const char *bytes, size_t length);
 
-char *text_of(struct node &text);
-const char *text_of(const struct node &text);
+// No tree is constant: the getters only promise not to change it.
+char *text_of(const struct node &text);
 
 // Null for a null node and for other types.
-Container *container_of(struct node *value, NodeType type);
-const Container *container_of(const struct node *value, NodeType type);
+Container *container_of(const struct node *value, NodeType type);
 
 // Adds a value, key included, that has no owner yet.
 void append(Container &container, struct node *value);

@@ -1,7 +1,6 @@
 #include "string_list.h"
 
 #include <stdarg.h>
-#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -10,17 +9,13 @@
 
 namespace {
 
-// Makes room for more texts and the null after them.
-bool reserve(struct string_list &list, size_t more)
+// Makes room for one more text and the null after it.
+bool reserve(struct string_list &list)
 {
-    if (more >= SIZE_MAX / sizeof(char *) / 2 - list.count) {
-        return false;
-    }
-    const size_t needed = list.count + more + 1;
-    if (needed <= list.capacity) {
+    if (list.count + 2 <= list.capacity) {
         return true;
     }
-    const size_t capacity = needed > list.capacity * 2 ? needed : list.capacity * 2;
+    const size_t capacity = 2 * (list.count + 1);
     auto *texts = static_cast<char **>(realloc(list.texts, capacity * sizeof(char *)));
     if (texts == nullptr) {
         return false;
@@ -33,7 +28,7 @@ bool reserve(struct string_list &list, size_t more)
 // Adds a text from malloc, which is freed where that fails; null is a failure already.
 bool append_owned(struct string_list *list, char *text)
 {
-    if (list == nullptr || text == nullptr || !reserve(*list, 1)) {
+    if (list == nullptr || text == nullptr || !reserve(*list)) {
         free(text);
         return false;
     }
@@ -53,13 +48,11 @@ void truncate(struct string_list &list, size_t count)
 struct string_list *new_list()
 {
     auto *list = static_cast<struct string_list *>(calloc(1, sizeof(struct string_list)));
-    if (list != nullptr && !reserve(*list, 0)) {
+    if (list == nullptr || !reserve(*list)) {
         free(list);
         return nullptr;
     }
-    if (list != nullptr) {
-        list->texts[0] = nullptr;
-    }
+    list->texts[0] = nullptr;
     return list;
 }
 

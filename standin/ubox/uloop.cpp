@@ -15,8 +15,8 @@ constexpr int64_t MICROSECONDS = 1'000'000;
 
 int epoll_fd = -1;
 int waker_write = -1;
-volatile sig_atomic_t stop_signal;             // that ended the run, 0 while there was none
-list_head timeouts = LIST_HEAD_INIT(timeouts); // by due time
+volatile sig_atomic_t stop_signal;           // that ended the run, 0 while there was none
+list_head timeouts = {&timeouts, &timeouts}; // by due time
 
 // Events that epoll has reported and that are still to be delivered, one a round. Those of a
 // removed watch have a null pointer.

@@ -5,9 +5,7 @@
 #include <stddef.h>
 #include <stdio.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 /* What every table entry begins with. */
 struct arg_hdr {
@@ -67,7 +65,4 @@ void arg_print_errors(FILE *stream, struct arg_end *end, const char *program);
 
 /* Frees the entries and sets them to null. */
 void arg_freetable(void **argtable, size_t count);
-
-#ifdef __cplusplus
 }
-#endif

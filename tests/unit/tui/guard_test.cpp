@@ -29,7 +29,7 @@ struct Emulator {
     Guard guard = {};
     VTerm *vt;
     Screen screen;
-    list_head saved = LIST_HEAD_INIT(saved);
+    list_head saved = {&saved, &saved};
     int32_t saved_count = 0;
     int titles = 0;
 

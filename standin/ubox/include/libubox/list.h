@@ -10,11 +10,6 @@ struct list_head {
     struct list_head *prev;
 };
 
-#define LIST_HEAD_INIT(name)                                                                       \
-    {                                                                                              \
-        &(name), &(name)                                                                           \
-    }
-
 static inline void INIT_LIST_HEAD(struct list_head *list)
 {
     list->next = list;
@@ -64,10 +59,6 @@ static inline void list_del(struct list_head *entry)
 #define list_for_each_entry(record, list, member)                                                  \
     for (record = list_first_entry(list, __typeof__(*record), member); &record->member != (list);  \
          record = list_next_entry(record, member))
-
-#define list_for_each_entry_reverse(record, list, member)                                          \
-    for (record = list_last_entry(list, __typeof__(*record), member); &record->member != (list);   \
-         record = list_entry(record->member.prev, __typeof__(*record), member))
 
 // The body may take the current record out and free it; `following` must stay in the list.
 #define list_for_each_entry_safe(record, following, list, member)                                  \
