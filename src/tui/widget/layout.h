@@ -3,8 +3,6 @@
 
 #include <stdint.h>
 
-#include "tui/widget/widget.h"
-
 // What is drawn of a terminal that claims more: its top left corner.
 constexpr int SCREEN_MAX_ROWS = 512;
 constexpr int SCREEN_MAX_COLS = 1024;
@@ -15,19 +13,6 @@ struct Rectangle {
 
     bool operator==(const Rectangle &) const = default;
 };
-
-constexpr Rectangle widget_rectangle(const Widget &widget)
-{
-    return {widget.x0, widget.y0, widget.x1, widget.y1};
-}
-
-constexpr void set_widget_rectangle(Widget &widget, const Rectangle &place)
-{
-    widget.x0 = place.x0;
-    widget.y0 = place.y0;
-    widget.x1 = place.x1;
-    widget.y1 = place.y1;
-}
 
 constexpr bool overlaps(const Rectangle &a, const Rectangle &b)
 {
@@ -45,6 +30,14 @@ constexpr Rectangle intersection(const Rectangle &a, const Rectangle &b)
     return {a.x0 > b.x0 ? a.x0 : b.x0, a.y0 > b.y0 ? a.y0 : b.y0, a.x1 < b.x1 ? a.x1 : b.x1,
             a.y1 < b.y1 ? a.y1 : b.y1};
 }
+
+// How a widget is placed when the screen changes its size; any other value leaves it where it is.
+enum LayoutKind : int32_t {
+    LAYOUT_POPUP = 0,
+    LAYOUT_TERMINAL = 1,
+    LAYOUT_STATUS = 2,
+    LAYOUT_TALL_POPUP = 3,
+};
 
 // Stores the place of a kind on a screen of the given size and returns true; false for a kind that
 // is never placed. Divisions come before products.

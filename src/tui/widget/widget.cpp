@@ -1,7 +1,5 @@
 #include "tui/widget/widget.h"
 
-#include "tui/widget/layout.h"
-
 namespace {
 
 void draw_on_damage(int x0, int y0, int x1, int y1, Widget *widget)

@@ -5,17 +5,10 @@
 
 #include "dep/ubox.h"
 #include "link/owned.h"
+#include "tui/widget/layout.h"
 
 struct Widget;
 struct WidgetList;
-
-// How a widget is placed when the screen changes its size; any other value leaves it where it is.
-enum LayoutKind : int32_t {
-    LAYOUT_POPUP = 0,
-    LAYOUT_TERMINAL = 1,
-    LAYOUT_STATUS = 2,
-    LAYOUT_TALL_POPUP = 3,
-};
 
 struct Widget {
     list_head list; // place in the WidgetList; null links once removed
@@ -42,6 +35,19 @@ struct Widget {
 
     int32_t x0, y0, x1, y1; // half-open rectangle in screen cells
 };
+
+constexpr Rectangle widget_rectangle(const Widget &widget)
+{
+    return {widget.x0, widget.y0, widget.x1, widget.y1};
+}
+
+constexpr void set_widget_rectangle(Widget &widget, const Rectangle &place)
+{
+    widget.x0 = place.x0;
+    widget.y0 = place.y0;
+    widget.x1 = place.x1;
+    widget.y1 = place.y1;
+}
 
 // A widget and the zero-filled context behind its priv, with the operations of one that is always
 // drawn whole: on_damage and resize draw it. Its constructor sets the others.
