@@ -6,8 +6,6 @@
 // gone out, so that a slow terminal gets fewer pictures and never a backlog of them.
 #pragma once
 
-#include <sys/types.h>
-
 #include "tui/key_modes.h"
 
 // Opens the terminal and starts termbox2 on it. Returns 0, or another value when there is no
@@ -36,6 +34,3 @@ void screen_set_cursor(int x, int y, bool shown);
 // What the terminal sends from the next picture on; none of them at first. They last beyond the end
 // of the screen, until it starts again.
 void screen_set_modes(const KeyModes &modes);
-
-// Stands for write() in termbox2.
-ssize_t screen_write(int descriptor, const void *bytes, size_t count);

@@ -9,7 +9,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "tui/screen.h"
 #include "tui/settings.h"
 #include "tui/widget/layout.h"
 

@@ -4,6 +4,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <sys/types.h>
 
 struct tb_cell;
 struct tb_event;
@@ -14,6 +15,9 @@ struct KeyBytes {
     char bytes[8];
     size_t length;
 };
+
+// Stands for write() in termbox2. Its caller is there, its definition in tui/screen.
+ssize_t screen_write(int descriptor, const void *bytes, size_t count);
 
 // Fetches an event without waiting: true when there is one. bytes is filled for key events.
 [[nodiscard]] bool tui_next_event(tb_event *event, KeyBytes *bytes);
