@@ -4,28 +4,12 @@
 
 #include <stddef.h>
 
-#include "dep/termbox.h"
-
 // The terminal's cursor in a picture.
 struct Cursor {
     bool shown;
     int x;
     int y;
 };
-
-// A taller screen is sent as termbox2 does.
-constexpr int PICTURE_MAX_ROWS = 512;
-
-// A cell as the terminal widget paints it where nothing is.
-inline bool is_blank(const tb_cell &cell)
-{
-    return cell.ch == ' ' && cell.fg == TB_WHITE && cell.bg == TB_DEFAULT;
-}
-
-inline bool is_same_cell(const tb_cell &one, const tb_cell &other)
-{
-    return one.ch == other.ch && one.fg == other.fg && one.bg == other.bg;
-}
 
 // Saves bytes from now on when the terminal is of a type that is known to have margins, and sends
 // all that termbox2 writes as it is else. send takes bytes for the terminal, false when they are

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <stdlib.h>
 
-#include "tui/output/picture.h"
-
 namespace {
 
 constexpr int MOVE_COST = 5;

@@ -5,6 +5,20 @@
 
 #include "dep/termbox.h"
 
+// A taller screen is sent as termbox2 does it.
+constexpr int PICTURE_MAX_ROWS = 512;
+
+// A cell as the terminal widget paints it where nothing is.
+inline bool is_blank(const tb_cell &cell)
+{
+    return cell.ch == ' ' && cell.fg == TB_WHITE && cell.bg == TB_DEFAULT;
+}
+
+inline bool is_same_cell(const tb_cell &one, const tb_cell &other)
+{
+    return one.ch == other.ch && one.fg == other.fg && one.bg == other.bg;
+}
+
 // Two pictures of height rows of width cells. Rows are compared by their hashes: equal ones look
 // the same.
 struct Pictures {
