@@ -17,19 +17,19 @@ struct FrontEnd {
     void (*resume)(void);
     // In a signal handler, when the program crashes: gives the terminal back.
     void (*rescue)(void);
-    // Whether the shell or another job has the terminal. False as well where none is used that
-    // could be taken away.
+    // Whether the shell or another job has the terminal. False also where the front end uses no
+    // terminal.
     bool (*in_background)(void);
 
-    // The session is over: hands on what was typed and not read yet, unless another job has the
-    // terminal, and reads no more. That job is shown nothing more, either.
+    // The session is over: hands on what was typed and not read yet, then reads no more. Where
+    // another job has the terminal, nothing is read from it or written to it any more.
     void (*stop_sources)(void);
-    // What must have been written before the client ends, port output that has come included. Null
-    // where a part of the output may be missing.
+    // The stream that must be written to its end before the client ends, with all the port output
+    // that has come. Null where a part of the output may be missing.
     ustream_fd *printed;
 
-    // A text of the daemon as it may stand in a text that is shown; freed with free. Null when
-    // memory is short.
+    // A copy of a text of the daemon that can safely be part of a text that is shown; freed with
+    // free. Null when memory is short.
     char *(*field_copy)(const char *text);
     // Shows a text that asks nothing.
     void (*show_notice)(const char *text);

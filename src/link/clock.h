@@ -1,10 +1,10 @@
-// The time that turns and patience are measured with.
+// The clock for turns of the loop and for how long something is waited for.
 #pragma once
 
 #include <stdint.h>
 #include <time.h>
 
-// Microseconds of a clock that nobody sets.
+// Microseconds of the monotonic clock, which changes of the date do not touch.
 inline int64_t monotonic_us()
 {
     timespec now;

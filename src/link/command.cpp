@@ -76,8 +76,8 @@ void cmd_hangup_notify(uloop_fd *fd, unsigned int)
     }
 }
 
-// The stream of a full buffer leaves the loop, and with it goes the notice of a hang-up. A second
-// descriptor of the socket keeps it.
+// The loop does not watch a stream whose buffer is full, and would not notice a hang-up: that is
+// watched for on a second descriptor of the socket.
 void watch_hangup(DaemonConnection &connection)
 {
     uloop_fd &watch = connection.cmd_hangup;
@@ -91,7 +91,8 @@ void watch_hangup(DaemonConnection &connection)
         }
         watch.cb = cmd_hangup_notify;
     }
-    (void)uloop_fd_add(&watch, ULOOP_READ | ULOOP_EDGE_TRIGGER); // without it, nothing worse
+    (void)uloop_fd_add(
+        &watch, ULOOP_READ | ULOOP_EDGE_TRIGGER); // where it fails, only the hang-up goes unnoticed
 }
 
 void parse_backlog(uloop_timeout *timer)
@@ -135,7 +136,7 @@ int send_command(DaemonConnection &connection, node *request, void *context,
     command->text = text.release();
     list_add_tail(&command->list, &connection.commands);
     connection.command_count++;
-    node_free(request); // its text goes over the socket
+    node_free(request); // only its text is needed
     if (!connection.command_in_flight) {
         write_head(connection);
     }
@@ -149,7 +150,7 @@ int send_bare_command(DaemonConnection &connection, const char *name, void *cont
     if (send_command(connection, request.get(), context, callback) != 0) {
         return -1;
     }
-    (void)request.release(); // it is gone
+    (void)request.release(); // send_command has freed it
     return 0;
 }
 

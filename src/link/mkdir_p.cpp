@@ -8,7 +8,7 @@
 
 namespace {
 
-// One directory; an existing one is as good.
+// Makes one directory, which may exist already.
 int make_directory(const char *path)
 {
     errno = 0;

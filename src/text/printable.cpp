@@ -12,8 +12,8 @@ unsigned char byte_at(std::string_view text, size_t index)
     return static_cast<unsigned char>(text[index]);
 }
 
-// The length that a first byte promises, 1 to 6, also where no character is that long.
-uint8_t promised_length(unsigned char first)
+// The length that a first byte announces, 1 to 6, also where no character is that long.
+uint8_t announced_length(unsigned char first)
 {
     const int ones = std::countl_one(first);
     return ones < 2 || ones > 6 ? 1 : static_cast<uint8_t>(ones);
@@ -30,7 +30,7 @@ Character decode_character(std::string_view text)
 {
     constexpr uint32_t SMALLEST[] = {0, 0, 0x80, 0x800, 0x10000};
     const unsigned char first = byte_at(text, 0);
-    const uint8_t length = promised_length(first);
+    const uint8_t length = announced_length(first);
     uint8_t span = 1;
     while (span < length && span < text.size() && continues_character(text[span])) {
         span++;
@@ -70,7 +70,7 @@ size_t incomplete_tail(std::string_view bytes)
             continue;
         }
         const auto first = static_cast<unsigned char>(byte);
-        return begins_character(first) && promised_length(first) > back ? back : 0;
+        return begins_character(first) && announced_length(first) > back ? back : 0;
     }
     return 0;
 }

@@ -11,10 +11,10 @@ struct Character {
     uint32_t code_point;
     uint8_t length;
     bool valid;
-    // The same, also where it is not valid: the bytes that make up what the first one promises, as
-    // far as they are there, 1 to 6.
+    // How many bytes belong together, valid or not: the first one and those that continue it, at
+    // most as many as the first one announces. 1 to 6.
     uint8_t span;
-    bool cut; // the text ends before the promise is kept
+    bool cut; // the text ends before as many have come
 };
 Character decode_character(std::string_view text);
 
@@ -52,7 +52,7 @@ size_t make_printable(std::string_view text, char *copy);
 // The same as a new NUL-terminated text, freed with free. Null when memory is short.
 [[nodiscard]] char *printable_copy(const char *text);
 
-// A new text, freed with free, of the characters that bytes are on their own (Latin-1), as the
-// cells of a popup show them: in UTF-8, with "?" for a control character other than a line feed, a
-// return or a tab. Null when memory is short.
+// A new text in UTF-8, freed with free, with a character for each byte (Latin-1), as the cells of a
+// popup show them. "?" stands for a control character other than a line feed, a return or a tab.
+// Null when memory is short.
 [[nodiscard]] char *printable_latin1(const char *bytes);

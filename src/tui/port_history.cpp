@@ -203,8 +203,8 @@ void port_history_on_reply(node *reply, void *user)
         return;
     }
     context->loaded = true;
-    node *scrollback = node_object_get(reply, "scrollback");
-    for (node *element = node_array_first(scrollback); element != nullptr;
+    node *history = node_object_get(reply, "scrollback");
+    for (node *element = node_array_first(history); element != nullptr;
          element = node_array_next(element)) {
         PortHistoryLine *line = line_new(element);
         if (line == nullptr) {

@@ -14,7 +14,7 @@
 
 namespace {
 
-// For each column of the bar, bytes of its text: a character of four with three marks on it.
+// Bytes of text for each column of the bar: enough for a character of four and marks on it.
 constexpr size_t COLUMN_BYTES = 16;
 
 StatusbarContext *context_of(Widget *widget)

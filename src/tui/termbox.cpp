@@ -14,10 +14,10 @@
 
 namespace {
 
-// What the event being fetched may be made from.
+// The input bytes that the event being fetched may be made from.
 struct Fetched {
-    KeyBytes front;   // the first bytes: those that were left, then those read
-    size_t available; // how many bytes there are in all
+    KeyBytes front;   // the first of them: those left over, then those read now
+    size_t available; // how many there are in all
 };
 Fetched fetched;
 
@@ -32,8 +32,8 @@ void add_available(const char *bytes, size_t count)
 // Stands for read() in termbox2.
 ssize_t observed_read(int descriptor, void *bytes, size_t count);
 
-// Stands for ioctl() in termbox2, whose only question it is: a terminal may claim 65535 x 65535,
-// and for each of its cells termbox2 takes memory twice.
+// Stands for ioctl() in termbox2, which only asks it for the window's size. A terminal may claim
+// 65535 x 65535, and termbox2 takes memory for each of the cells, twice.
 int bounded_window_size(int descriptor, unsigned long, winsize *size)
 {
     const int result = ioctl(descriptor, TIOCGWINSZ, size);

@@ -32,7 +32,8 @@ struct UnparsedInput {
 };
 UnparsedInput tui_unparsed_input();
 
-// A row of cells that termbox2 believes to be shown, or that it is to show. The rows lie one behind
-// the other; the one asked for counts as drawn. Null when there is no such row.
+// The cells of a row: of the front buffer, which termbox2 believes to be shown, or of the back
+// buffer, which it is to show. The rows of a buffer lie one behind the other. The row may be
+// written to: the next present looks at it. Null when there is no such row.
 tb_cell *tui_front_row(int y);
 tb_cell *tui_back_row(int y);
