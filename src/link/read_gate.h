@@ -18,6 +18,7 @@ enum ReadHold : uint8_t {
     // Further streams that it feeds as well, named by its owner.
     HOLD_SECOND_SINK = 8,
     HOLD_THIRD_SINK = 16,
+    HOLD_REST = 32, // little comes, and what comes next can wait a moment
 };
 
 struct ReadGate {

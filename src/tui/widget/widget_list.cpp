@@ -11,13 +11,16 @@ WidgetList *widget_list;
 
 namespace {
 
-// Between two pictures of port output: sending more of them costs more than they show.
-constexpr int PICTURE_INTERVAL_MS = 10;
+// Between two pictures of port output, as displays show them: more would cost and not be seen.
+constexpr int PICTURE_INTERVAL_MS = 16;
 // Painting takes a fifth of the time at most, up to this interval.
 constexpr int64_t LONGEST_INTERVAL_MS = 200;
 // For so long after a key its answer may come, which is to be seen as soon as it does.
 constexpr int ANSWER_MS = 100;
 constexpr int ANSWER_INTERVAL_MS = 3;
+// Bytes. While a port prints no more at a time, the next are read when a picture is due: together
+// they cost less, and would not be shown before.
+constexpr int32_t LITTLE = 1024;
 
 // Upwards, so that what lies above is painted over what lies below.
 void draw_from(WidgetList *list, list_head *lowest)
@@ -72,6 +75,7 @@ void end_pause(uloop_timeout *timer)
         feed_all("", 0, list);
         show_port_output(list, begin);
     }
+    read_gate_release(zorvad.port_output, HOLD_REST);
 }
 
 // What comes next may answer a key: it is shown at once.
@@ -208,6 +212,10 @@ void widget_list_feed(const char *bytes, int length, WidgetList *list)
 void tui_output_sink(const char *bytes, int32_t length)
 {
     widget_list_feed(bytes, length, widget_list);
+    const bool is_all = zorvad.data_stream.stream.r.data_bytes == length;
+    if (is_all && length <= LITTLE && widget_list_is_paced()) {
+        read_gate_hold(zorvad.port_output, HOLD_REST);
+    }
 }
 
 void widget_list_input(const char *bytes, int length, WidgetList *list)

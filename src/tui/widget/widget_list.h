@@ -56,11 +56,12 @@ void widget_list_remove(WidgetList *list, Widget *widget);
 // Places every widget anew and repaints the screen.
 void widget_list_resize(WidgetList *list, int height, int width);
 
-// Hands port output to every widget and repaints the screen: at once after a pause, about a hundred
-// times a second while more keeps coming, and more often after a key.
+// Hands port output to every widget and repaints the screen: at once after a pause, sixty times
+// a second while more keeps coming, and more often after a key.
 void widget_list_feed(const char *bytes, int length, WidgetList *list);
 
-// Output sink of the terminal UI: feeds the one list.
+// Output sink of the terminal UI: feeds the one list. Of a port that prints little at a time the
+// rest is read when the next picture is due.
 void tui_output_sink(const char *bytes, int32_t length);
 
 // Hands input to the top widget.

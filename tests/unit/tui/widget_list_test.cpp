@@ -96,6 +96,27 @@ TEST_F(Stack, PacesPicturesButNotTheAnswerToAKey)
     EXPECT_EQ(shown, feed());
 }
 
+TEST_F(Stack, ReadsLittleOutputWhenItIsShown)
+{
+    Connected daemon;
+    widget_list = list;
+    zorvad.output_sink = tui_output_sink;
+    const auto print = [&daemon](const std::string &bytes) {
+        const int64_t read = zorvad.port_output.bytes + static_cast<int64_t>(bytes.size());
+        send_all(daemon.data, bytes);
+        return run_until([read] { return zorvad.port_output.bytes == read; });
+    };
+    EXPECT_TRUE(print("little"));
+    EXPECT_EQ(HOLD_REST, zorvad.port_output.holds);
+    EXPECT_TRUE(print("more")) << "a moment later";
+    widget_list_input("x", 1, list);
+    EXPECT_EQ(0, zorvad.port_output.holds) << "its answer is not to wait";
+    EXPECT_TRUE(print(std::string(2000, 'x')));
+    EXPECT_TRUE(list->pause.pending);
+    EXPECT_EQ(0, zorvad.port_output.holds) << "what is printed fast is read at once";
+    widget_list = nullptr;
+}
+
 TEST_F(Stack, EndsARemovalAndAResizeWithThePaintingInOrder)
 {
     widget_list_resize(list, 30, 100);
