@@ -15,7 +15,6 @@ namespace {
 
 // A screen of several parts, a popup over scrolling text for instance, moves in as many bands.
 constexpr int MAX_SHIFTS = 3;
-constexpr tb_cell BLANK = {' ', TB_WHITE, TB_DEFAULT};
 // Unlike anything that is painted.
 constexpr tb_cell UNKNOWN = {0xfffffffe, TB_DEFAULT, TB_DEFAULT};
 
@@ -51,9 +50,7 @@ bool has_margins(std::string_view type)
 
 uint64_t mix(uint64_t hash, const tb_cell &cell)
 {
-    const uint64_t value =
-        cell.ch | static_cast<uint64_t>(cell.fg) << 32 | static_cast<uint64_t>(cell.bg) << 48;
-    return (hash ^ value) * 0x9e3779b97f4a7c15;
+    return (hash ^ cell_bits(cell)) * 0x9e3779b97f4a7c15;
 }
 
 // Four chains at a time: one would wait for each of its multiplications.
@@ -85,7 +82,7 @@ int full_cost(const tb_cell *row, int width)
         width--;
     }
     int cost = width;
-    const tb_cell *before = &BLANK;
+    const tb_cell *before = &BLANK_CELL;
     for (int x = 0; x < width; x++) {
         cost += row[x].fg == before->fg && row[x].bg == before->bg ? 0 : PEN_COST;
         before = &row[x];
@@ -110,7 +107,7 @@ void shift_shown(tb_cell *front, const Shift &shift)
     memmove(saver.shown + to, saver.shown + from, static_cast<size_t>(kept) * sizeof(uint64_t));
     const int bare = shift.lines > 0 ? shift.bottom - shift.lines : shift.top;
     for (int y = bare; y < bare + abs(shift.lines); y++) {
-        std::fill(row_of(front, y), row_of(front, y) + width, BLANK);
+        std::fill(row_of(front, y), row_of(front, y) + width, BLANK_CELL);
         saver.shown[y] = row_hash(row_of(front, y), saver.width);
     }
     for (int y = shift.top; y < shift.bottom; y++) {

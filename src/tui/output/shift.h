@@ -3,20 +3,30 @@
 
 #include <stdint.h>
 
+#include <bit>
+
 #include "dep/termbox.h"
 
 // A taller screen is sent as termbox2 does it.
 constexpr int PICTURE_MAX_ROWS = 512;
 
+// All of a cell as one number, which is compared at once.
+inline uint64_t cell_bits(const tb_cell &cell)
+{
+    return std::bit_cast<uint64_t>(cell);
+}
+
 // A cell as the terminal widget paints it where nothing is.
+constexpr tb_cell BLANK_CELL = {' ', TB_WHITE, TB_DEFAULT};
+
 inline bool is_blank(const tb_cell &cell)
 {
-    return cell.ch == ' ' && cell.fg == TB_WHITE && cell.bg == TB_DEFAULT;
+    return cell_bits(cell) == std::bit_cast<uint64_t>(BLANK_CELL);
 }
 
 inline bool is_same_cell(const tb_cell &one, const tb_cell &other)
 {
-    return one.ch == other.ch && one.fg == other.fg && one.bg == other.bg;
+    return cell_bits(one) == cell_bits(other);
 }
 
 // Two pictures of height rows of width cells. Rows are compared by their hashes: equal ones look
