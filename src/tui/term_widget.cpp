@@ -262,6 +262,7 @@ void fill_context(TermContext &context, DaemonConnection *conn)
     context.callbacks.resize = on_resize;
     context.callbacks.sb_pushline = on_pushline;
     context.callbacks.sb_popline = on_popline;
+    context.guard.callbacks = &context.callbacks;
     INIT_LIST_HEAD(&context.scrollback);
     row_damage_clear(context.damage);
     context.fg = TB_WHITE;

@@ -8,111 +8,178 @@
 #include "text/printable.h"
 #include "tui/guard/character.h"
 #include "tui/guard/scan.h"
+#include "tui/guard/sequence.h"
 
 namespace {
-
-// Text of which the place of every character is known.
-struct Lines {
-    const char *end;
-    int count;        // of line feeds, also those by wrapping
-    int column;       // of the cursor behind it; the width of the screen when the next one wraps
-    const char *last; // the last character with columns of its own; null without one
-};
 
 struct Size {
     int rows;
     int cols;
 };
 
-// Has characters of so many columns in all follow. False when that takes too many lines.
-bool place(Lines &lines, int columns, int wraps, int most)
+// A row as libvterm would save it.
+struct Line {
+    VTermScreenCell cells[GUARD_MAX_COLS];
+    VTermScreenCell blank; // a cell that nothing was put into
+    VTermScreenCell pen;   // one that something is put into now
+    VTermScreenCell first_pen;
+    int used;  // columns
+    bool wide; // some character takes two columns
+};
+Line line;
+
+// A walk over text, row by row, that knows the place of every character.
+struct Rows {
+    VTerm *vt;
+    const char *at;
+    const char *end;
+    bool resets;         // the pen was at first what a reset makes it
+    bool steady;         // it is as it was at first
+    bool joins;          // the last character stands in front of the cursor
+    int column;          // of the next character; the width of the screen when it wraps
+    const char *row_end; // of the row passed last
+    const char *last;    // the last character with columns of its own; null without one
+};
+
+// Characters that stand side by side.
+struct Text {
+    ptrdiff_t length;    // in bytes; 0 when libvterm is not given them as they are
+    int columns;         // of all of them
+    uint32_t code_point; // of a single one beyond ASCII
+};
+
+Text read_character(const char *at, const char *end)
 {
-    if (lines.count + wraps > most) {
+    Text text = {end - at >= 3 ? guard_common_length(at) : 0, 0, 0};
+    const Character character = decode_character({at, static_cast<size_t>(end - at)});
+    text.code_point = character.code_point;
+    if (text.length > 0) {
+        text.columns = guard_common_width(at);
+    } else if (character.valid && character.code_point != 0xfffe &&
+               character.code_point != 0xffff && // for these libvterm shows another one
+               guard_judge_character(character.code_point, 0) == GuardVerdict::PASS) {
+        text.columns = character_width(character.code_point);
+        text.length = text.columns > 0 ? character.length : 0;
+    }
+    return text;
+}
+
+// The next character, or as many of ASCII as there are in a row.
+Text read_text(const Rows &rows, int cols)
+{
+    if (static_cast<unsigned char>(*rows.at) >= 0x80) {
+        return read_character(rows.at, rows.end);
+    }
+    const ptrdiff_t room = std::max(1, cols - rows.column);
+    const char *end = rows.at + std::min(rows.end - rows.at, room);
+    const ptrdiff_t length = guard_skip<guard_mark_not_printed>(rows.at, end) - rows.at;
+    return {length, static_cast<int>(length), 0};
+}
+
+void put_text(Line &into, const char *bytes, const Text &text, int column)
+{
+    VTermScreenCell *cell = into.cells + column;
+    std::fill(cell, cell + (text.code_point == 0 ? text.length : 1), into.pen);
+    if (text.code_point == 0) {
+        for (ptrdiff_t i = 0; i < text.length; i++) {
+            cell[i].chars[0] = static_cast<unsigned char>(bytes[i]);
+        }
+    } else {
+        cell[0].chars[0] = text.code_point;
+        if (text.columns == 2) {
+            cell[1].chars[0] = UINT32_MAX;
+            into.wide = true;
+        }
+    }
+    into.used = std::max(into.used, column + text.columns);
+}
+
+// What libvterm makes of a character now, in the bottom row.
+VTermScreenCell sample_pen(VTerm *vt)
+{
+    VTermScreenCell cell = {};
+    guard_send_bytes(vt, "\rx");
+    (void)vterm_screen_get_cell(vterm_obtain_screen(vt), {guard_cursor(vt).row, 0}, &cell);
+    return cell;
+}
+
+// The end of a sequence that changes nothing but the pen, else null.
+const char *pen_sequence_end(const char *at, const char *end)
+{
+    end = guard_plain_csi_end(at, end);
+    const bool changes_pen = end != nullptr && end[-1] == 'm' && !(at[2] >= '<' && at[2] <= '?');
+    return changes_pen ? end : nullptr;
+}
+
+// Passes such a sequence. Returns false when it is none.
+bool pass_pen(Rows &rows, Line *into)
+{
+    const char *begin = rows.at;
+    const char *end = pen_sequence_end(begin, rows.end);
+    if (end == nullptr) {
         return false;
     }
-    lines.count += wraps;
-    lines.column = columns;
+    const std::string_view sequence(begin, static_cast<size_t>(end - begin));
+    rows.steady = rows.resets && (sequence == "\x1b[m" || sequence == "\x1b[0m");
+    rows.at = end;
+    if (into != nullptr) {
+        guard_send_bytes(rows.vt, sequence);
+        into->pen = rows.steady ? into->first_pen : sample_pen(rows.vt);
+    }
     return true;
 }
 
-bool place_ascii(Lines &lines, int length, const Size &size)
+// Passes characters of one row. Returns false when there are none that fit into it.
+bool pass_text(Rows &rows, const Text &text, int cols, Line *into)
 {
-    const int columns = lines.column + length;
-    const int wraps = (columns - 1) / size.cols;
-    return place(lines, columns - wraps * size.cols, wraps, size.rows - 1);
-}
-
-bool place_character(Lines &lines, int width, const Size &size)
-{
-    const bool wraps = lines.column + width > size.cols;
-    return place(lines, (wraps ? 0 : lines.column) + width, wraps ? 1 : 0, size.rows - 1);
-}
-
-// The columns of a character that libvterm is given as it is, and its length in bytes; else 0.
-int character_columns(const char *at, const char *end, ptrdiff_t &length)
-{
-    length = end - at >= 3 ? guard_common_length(at) : 0;
-    if (length > 0) {
-        return guard_common_width(at);
+    if (text.length == 0 || rows.column + text.columns > cols) {
+        return false;
     }
-    const Character character = decode_character({at, static_cast<size_t>(end - at)});
-    length = character.length;
-    const bool passes =
-        character.valid && guard_judge_character(character.code_point, 0) == GuardVerdict::PASS;
-    return passes ? character_width(character.code_point) : 0;
-}
-
-// The number of bytes of the next character, or of several of ASCII, once it has its place; else 0.
-ptrdiff_t take_text(Lines &lines, const char *end, const Size &size)
-{
-    const char *at = lines.end;
-    ptrdiff_t length = 0;
-    if (static_cast<unsigned char>(*at) < 0x80) {
-        length = guard_skip<guard_mark_not_printed>(at, end) - at;
-        if (length == 0 || !place_ascii(lines, static_cast<int>(length), size)) {
-            return 0;
-        }
-        lines.last = at + length - 1;
-    } else {
-        const int columns = character_columns(at, end, length);
-        if (columns == 0 || !place_character(lines, columns, size)) {
-            return 0;
-        }
-        lines.last = at;
+    if (into != nullptr) {
+        put_text(*into, rows.at, text, rows.column);
     }
-    return length;
+    rows.last = text.code_point == 0 ? rows.at + text.length - 1 : rows.at;
+    rows.joins = true;
+    rows.column += text.columns;
+    rows.at += text.length;
+    return true;
 }
 
-// As many lines from `at` as can be scrolled for at once.
-Lines measure(const char *at, const char *end, int column, const Size &size)
+// Passes text up to where the next row begins, and puts it into a line if one is given. Returns
+// false when that does not come: at the end, or where it is not known what libvterm would do.
+bool pass_row(Rows &rows, int cols, Line *into)
 {
-    Lines lines = {at, 0, column, nullptr};
-    while (lines.end < end) {
-        if (*lines.end == '\r') {
-            lines.column = 0;
-            lines.end++;
-        } else if (*lines.end == '\n') {
+    while (rows.at < rows.end) {
+        const char byte = *rows.at;
+        if (byte == GUARD_ESCAPE) {
+            if (!pass_pen(rows, into)) {
+                return false;
+            }
+        } else if (byte == '\r') {
+            rows.joins = false;
+            rows.column = 0;
+            rows.at++;
+        } else if (byte == '\n') {
             // In the bottom row a line feed does not keep the next character from wrapping.
-            if (lines.column == size.cols || lines.count == size.rows - 1) {
-                break;
+            if (rows.column == cols || !rows.steady) {
+                return false;
             }
-            lines.count++;
-            lines.end++;
+            rows.joins = false;
+            rows.row_end = rows.at++;
+            return true;
         } else {
-            const ptrdiff_t length = take_text(lines, end, size);
-            if (length == 0) {
-                break;
+            const Text text = read_text(rows, cols);
+            if (!pass_text(rows, text, cols, into)) {
+                if (text.length == 0 || !rows.steady) {
+                    return false;
+                }
+                rows.column = 0;
+                rows.row_end = rows.at;
+                return true;
             }
-            lines.end += length;
         }
     }
-    return lines;
-}
-
-// One line costs the same either way. Without text the cursor would not have moved.
-bool is_worth_it(const Lines &lines)
-{
-    return lines.count > 1 && lines.last != nullptr;
+    return false;
 }
 
 bool can_gather(const Guard &guard)
@@ -121,19 +188,98 @@ bool can_gather(const Guard &guard)
            !guard.lines_doubled;
 }
 
-void send_lines(GuardWalk &walk, const Lines &lines)
+void send_sequences(VTerm *vt, int first, char final, int second, char second_final)
 {
-    char scroll[32];
+    char both[64];
     const int length =
-        snprintf(scroll, sizeof scroll, "\x1b[%dS\x1b[%dA", lines.count, lines.count);
-    guard_send_bytes(walk.vt, {scroll, static_cast<size_t>(length)});
-    while (walk.at < lines.end) {
-        walk.at += std::min(lines.end - walk.at, GUARD_PIECE);
-        while (walk.at < lines.end && continues_character(*walk.at)) {
+        snprintf(both, sizeof both, "\x1b[%d%c\x1b[%d%c", first, final, second, second_final);
+    guard_send_bytes(vt, {both, static_cast<size_t>(length)});
+}
+
+void send_until(GuardWalk &walk, const char *end)
+{
+    while (walk.at < end) {
+        walk.at += std::min(end - walk.at, GUARD_PIECE);
+        while (walk.at < end && continues_character(*walk.at)) {
             walk.at--;
         }
         guard_send(walk);
     }
+}
+
+// libvterm tells a cell's width by what is in the next one.
+void set_widths(Line &of, int cols)
+{
+    for (int col = 0; col < cols - 1; col++) {
+        of.cells[col].width = of.cells[col + 1].chars[0] == UINT32_MAX ? 2 : 1;
+    }
+}
+
+// Has rows saved, of text in front of which the screen is blank.
+void save_rows(const GuardWalk &walk, Rows &rows, int count, const Size &size)
+{
+    const VTermScreenCallbacks *callbacks = walk.guard.callbacks;
+    VTermScreen *screen = vterm_obtain_screen(walk.vt);
+    if (callbacks == nullptr || callbacks->sb_pushline == nullptr || walk.guard.alternate) {
+        while (count-- > 0) {
+            (void)pass_row(rows, size.cols, nullptr); // there are as many
+        }
+        return;
+    }
+    line.blank = {};
+    (void)vterm_screen_get_cell(screen, {0, 0}, &line.blank); // is inside
+    line.pen = line.first_pen = sample_pen(walk.vt);
+    std::fill(line.cells, line.cells + size.cols, line.blank);
+    while (count-- > 0) {
+        (void)pass_row(rows, size.cols, &line);
+        if (line.wide) {
+            set_widths(line, size.cols);
+        }
+        callbacks->sb_pushline(size.cols, line.cells, vterm_screen_get_cbdata(screen));
+        std::fill(line.cells, line.cells + (line.wide ? size.cols : line.used), line.blank);
+        line.used = 0;
+        line.wide = false;
+    }
+    guard_send_bytes(walk.vt, "\x1b[2K"); // what was sampled
+}
+
+// Text of more lines than there are rows: all that the screen holds scrolls off, and so do the
+// first of the lines, which libvterm needs not be given.
+void skip_lines(GuardWalk &walk, Rows rows, int count, const Size &size)
+{
+    (void)pass_row(rows, size.cols, nullptr);
+    send_until(walk, rows.row_end);
+    // Scrolled by all its rows at once it would not be saved.
+    send_sequences(walk.vt, size.rows - 1, 'S', 1, 'S');
+    save_rows(walk, rows, count - size.rows, size);
+    send_sequences(walk.vt, size.rows - 1, 'A', rows.column + 1, 'G');
+    walk.at = walk.unsent = rows.at;
+}
+
+// Whether the text goes on for two lines more, as far as can be seen at once: one line costs the
+// same either way.
+bool is_worth_it(Rows rows, int cols)
+{
+    // Without text the cursor would not have moved.
+    return pass_row(rows, cols, nullptr) && pass_row(rows, cols, nullptr) && rows.last != nullptr;
+}
+
+bool pen_is_reset(VTerm *vt)
+{
+    const VTermState *state = vterm_obtain_state(vt);
+    VTermValue value = {};
+    for (const VTermAttr attribute :
+         {VTERM_ATTR_BOLD, VTERM_ATTR_UNDERLINE, VTERM_ATTR_ITALIC, VTERM_ATTR_BLINK,
+          VTERM_ATTR_REVERSE, VTERM_ATTR_STRIKE, VTERM_ATTR_FONT}) {
+        (void)vterm_state_get_penattr(state, attribute, &value); // there are these
+        if (value.number != 0) {
+            return false;
+        }
+    }
+    (void)vterm_state_get_penattr(state, VTERM_ATTR_FOREGROUND, &value);
+    const bool foreground = VTERM_COLOR_IS_DEFAULT_FG(&value.color);
+    (void)vterm_state_get_penattr(state, VTERM_ATTR_BACKGROUND, &value);
+    return foreground && VTERM_COLOR_IS_DEFAULT_BG(&value.color);
 }
 
 } // namespace
@@ -148,10 +294,10 @@ bool guard_gather(GuardWalk &walk, const char *end)
     if (found == nullptr) {
         return false;
     }
-    const char *begin = static_cast<const char *>(found) + 1;
     vterm_get_size(walk.vt, &size.rows, &size.cols);
-    Lines lines = measure(begin, walk.end, 0, size);
-    if (!is_worth_it(lines) || size.cols < 3) {
+    const char *begin = static_cast<const char *>(found) + 1;
+    Rows rows = {walk.vt, begin, walk.end, true, true, false, 0, nullptr, nullptr};
+    if (size.rows < 2 || size.cols < 3 || !is_worth_it(rows, size.cols)) {
         return false;
     }
     walk.guard.joins = false;
@@ -160,17 +306,24 @@ bool guard_gather(GuardWalk &walk, const char *end)
     if (guard_cursor(walk.vt).row != size.rows - 1) {
         return false;
     }
-    do {
-        send_lines(walk, lines);
-        walk.glyph = lines.last;
-        walk.guard.at_margin = lines.column == size.cols;
-        if (walk.guard.at_margin) {
-            break; // moving the cursor would keep the next character from wrapping
-        }
-        lines = measure(walk.at, walk.end, lines.column, size);
-    } while (is_worth_it(lines));
+    rows.resets = pen_is_reset(walk.vt);
+    const Rows first = rows;
+    int count = 0;
+    while (pass_row(rows, size.cols, nullptr)) {
+        count++;
+    }
+    if (count == 0 || rows.last == nullptr) {
+        return false;
+    }
+    if (count < size.rows) {
+        send_sequences(walk.vt, count, 'S', count, 'A');
+    } else {
+        skip_lines(walk, first, count, size);
+    }
+    send_until(walk, rows.at);
+    walk.glyph = rows.last;
+    walk.guard.at_margin = rows.column == size.cols;
     walk.guard.marks = 0;
-    const auto rest = static_cast<size_t>(walk.end - walk.glyph);
-    walk.guard.joins = walk.glyph + decode_character({walk.glyph, rest}).length == walk.at;
+    walk.guard.joins = rows.joins;
     return true;
 }

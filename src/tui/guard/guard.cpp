@@ -8,7 +8,6 @@
 
 #include "dep/ubox.h"
 #include "tui/guard/obey.h"
-#include "tui/guard/scan.h"
 #include "tui/guard/sequence.h"
 #include "tui/guard/text.h"
 #include "tui/guard/walk.h"
@@ -20,48 +19,6 @@ constexpr size_t JOINED = sizeof Guard::held + 256;
 constexpr char BELL = 0x07;
 constexpr char CANCEL = 0x18;
 constexpr char SUBSTITUTE = 0x1a;
-
-bool within_limits(const char *at, const char *end)
-{
-    int digits = 0;
-    int separators = 0;
-    for (; at < end; at++) {
-        const bool separates = *at == ';' || *at == ':';
-        separators += separates;
-        digits = separates ? 0 : digits + 1;
-        if (separators >= GUARD_MAX_SEPARATORS || digits > GUARD_MAX_DIGITS) {
-            return false;
-        }
-    }
-    return true;
-}
-
-// Repetition, margins, cursors, modes, resets.
-bool needs_a_look(char final)
-{
-    constexpr uint32_t LOOKED_AT = 1U << ('b' & 31) | 1U << ('r' & 31) | 1U << ('s' & 31) |
-                                   1U << ('u' & 31) | 1U << ('h' & 31) | 1U << ('l' & 31) |
-                                   1U << ('p' & 31);
-    return final >= 0x60 && (LOOKED_AT >> (final & 31) & 1) != 0;
-}
-
-// The end of a control sequence that is all there and passes as it is, as most are; else null. The
-// others are read whole.
-const char *plain_csi_end(const char *at, const char *end)
-{
-    if (end - at < 3 || at[1] != '[') {
-        return nullptr;
-    }
-    at += at[2] >= '<' && at[2] <= '?' ? 3 : 2;
-    const char *numbers = at;
-    at = guard_skip<guard_mark_not_number>(at, end);
-    if (at == end || static_cast<unsigned char>(*at) < 0x40 ||
-        static_cast<unsigned char>(*at) > 0x7e || needs_a_look(*at)) {
-        return nullptr;
-    }
-    // Few bytes are within any limit.
-    return at - numbers <= GUARD_MAX_DIGITS || within_limits(numbers, at) ? at + 1 : nullptr;
-}
 
 bool is_control(char byte)
 {
@@ -86,7 +43,7 @@ void pass_control_within(GuardWalk &walk)
 
 void pass_sequence(GuardWalk &walk)
 {
-    const char *end = plain_csi_end(walk.at, walk.end);
+    const char *end = guard_plain_csi_end(walk.at, walk.end);
     if (end) {
         walk.guard.joins = walk.guard.joins && end[-1] == 'm';
         walk.at = end;

@@ -63,7 +63,10 @@ void set_private_mode(Guard &guard, VTerm *vt, int mode, bool on)
         guard.wraps_not = !on;
         break;
     case 47:
-        mode = 1047; // the same, for libvterm
+    case 1047:
+    case 1049:
+        guard.alternate = on;
+        mode = mode == 47 ? 1047 : mode; // the same, for libvterm
         break;
     case 66:
         guard.modes.keypad = on;
@@ -168,6 +171,7 @@ void reset(Guard &guard, VTerm *vt)
     guard.wraps_not = false;
     guard.feeds_return = false;
     guard.lines_doubled = false;
+    guard.alternate = false;
     guard_send_bytes(vt, "\x1b[?1047l\x1b\x63"); // libvterm alone stays on the alternate screen
 }
 

@@ -1,5 +1,7 @@
 #include "tui/guard/sequence.h"
 
+#include "tui/guard/scan.h"
+
 namespace {
 
 // Seen in a control sequence so far.
@@ -110,6 +112,30 @@ bool begins_string(char byte)
     return byte == ']' || byte == 'P' || byte == 'X' || byte == '^' || byte == '_';
 }
 
+bool within_limits(const char *at, const char *end)
+{
+    int digits = 0;
+    int separators = 0;
+    for (; at < end; at++) {
+        const bool separates = *at == ';' || *at == ':';
+        separators += separates;
+        digits = separates ? 0 : digits + 1;
+        if (separators >= GUARD_MAX_SEPARATORS || digits > GUARD_MAX_DIGITS) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Repetition, margins, cursors, modes, resets.
+bool needs_a_look(char final)
+{
+    constexpr uint32_t LOOKED_AT = 1U << ('b' & 31) | 1U << ('r' & 31) | 1U << ('s' & 31) |
+                                   1U << ('u' & 31) | 1U << ('h' & 31) | 1U << ('l' & 31) |
+                                   1U << ('p' & 31);
+    return final >= 0x60 && (LOOKED_AT >> (final & 31) & 1) != 0;
+}
+
 } // namespace
 
 void guard_read_sequence(std::string_view bytes, GuardSequence &sequence)
@@ -146,4 +172,20 @@ void guard_read_sequence(std::string_view bytes, GuardSequence &sequence)
     } else {
         sequence.kind = introduces ? GuardSequenceKind::STRING : GuardSequenceKind::ESCAPE;
     }
+}
+
+const char *guard_plain_csi_end(const char *at, const char *end)
+{
+    if (end - at < 3 || at[1] != '[') {
+        return nullptr;
+    }
+    at += at[2] >= '<' && at[2] <= '?' ? 3 : 2;
+    const char *numbers = at;
+    at = guard_skip<guard_mark_not_number>(at, end);
+    if (at == end || static_cast<unsigned char>(*at) < 0x40 ||
+        static_cast<unsigned char>(*at) > 0x7e || needs_a_look(*at)) {
+        return nullptr;
+    }
+    // Few bytes are within any limit.
+    return at - numbers <= GUARD_MAX_DIGITS || within_limits(numbers, at) ? at + 1 : nullptr;
 }

@@ -40,3 +40,7 @@ struct GuardSequence {
 
 // Reads the sequence that the bytes begin with; the first is ESC.
 void guard_read_sequence(std::string_view bytes, GuardSequence &sequence);
+
+// The end of a control sequence at `at` that is all there and passes as it is, as most are; else
+// null. The others are read whole.
+[[nodiscard]] const char *guard_plain_csi_end(const char *at, const char *end);

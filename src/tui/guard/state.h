@@ -23,8 +23,10 @@ enum GuardMargins : uint8_t {
     GUARD_COLUMNS = 2, // on the left and the right
 };
 
-// The state of one port. Zero-filled is the start.
+// The state of one port. Zero-filled but for the callbacks is the start.
 struct Guard {
+    // The same as libvterm's screen has, for lines that are saved without it; null for none.
+    const VTermScreenCallbacks *callbacks;
     bool started;
     uint8_t margins;   // that the port may have set since they were last reset, a GuardMargins each
     bool side_margins; // it has switched those on the left and right on
@@ -32,6 +34,7 @@ struct Guard {
     bool wraps_not;     // the cursor stays in the last column
     bool feeds_return;  // a line feed goes to the first column as well
     bool lines_doubled; // some lines may have half the columns
+    bool alternate;     // the alternate screen is shown, of which no lines are saved
     KeyModes modes;     // as the port has set them
     // The last character printed and its combining marks.
     bool joins;     // a mark that comes now would join it

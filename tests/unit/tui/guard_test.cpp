@@ -121,6 +121,7 @@ constexpr VTermScreenCallbacks CALLBACKS = {
 
 Emulator::Emulator(int rows, int cols) : vt(guard_new_vterm(rows, cols)), screen(vt)
 {
+    guard.callbacks = &CALLBACKS;
     vterm_screen_set_callbacks(vterm_obtain_screen(vt), &CALLBACKS, this);
 }
 
@@ -593,6 +594,7 @@ string random_output(std::mt19937 &random)
 {
     static const string rare[] = {
         "\033[1m",   "\033[m",      "\033[7m",     "\t",         "\b",           "\r",
+        "\033[0m",   "\033[31;4m",  "\033[44m",    "\033[?5h",   "\033[?5l",     "\033[>4m",
         "\033[2;4r", "\033[r",      "\033[1;5r",   "\033[?6h",   "\033[?6l",     "\033[?7l",
         "\033[?7h",  "\033[20h",    "\033[20l",    "\033[4h",    "\033[4l",      "\033#6",
         "\033#5",    "\033[?1049h", "\033[?1049l", "\033[3;3H",  "\033[99;1H",   "\033[99;99H",
@@ -601,7 +603,8 @@ string random_output(std::mt19937 &random)
         "e\u0301",   "\u0301",      "漢\u0323",    "🟢",       "\033[3b",      "\u202e",
         "\xff",      "\x7f",        "\033M",       "\n\n\n\n\n", "\r\n\r\n\r\n", "\033[2S",
         "\033[2T",   "\033]0;t\a"};
-    static const string text[] = {"x", "word ", "漢字", "é", "─", "😀", "한글 and more", "#"};
+    static const string text[] = {
+        "x", "word ", "漢字", "é", "─", "😀", "한글 and more", "#", "\033[1mbold\033[m"};
     string output;
     while (random() % 60 != 0) {
         if (random() % 12 == 0) {
@@ -618,7 +621,9 @@ string random_output(std::mt19937 &random)
 bool same_cells(const VTermScreenCell &one, const VTermScreenCell &other)
 {
     return one.chars[0] == other.chars[0] && one.width == other.width &&
-           one.attrs.bold == other.attrs.bold && one.attrs.reverse == other.attrs.reverse;
+           one.attrs.bold == other.attrs.bold && one.attrs.reverse == other.attrs.reverse &&
+           one.attrs.underline == other.attrs.underline &&
+           vterm_color_is_equal(&one.fg, &other.fg) && vterm_color_is_equal(&one.bg, &other.bg);
 }
 
 void expect_same_saved(const Emulator &expected, const Emulator &actual)
