@@ -16,16 +16,22 @@ DaemonConnection zorvad;
 namespace {
 
 // A piece of port output where control bytes are counted, and what they are counted in first.
-constexpr int32_t PIECE = 4096;
+constexpr int32_t PIECE = 16384;
 constexpr int32_t BLOCK = 64;
 
-int32_t controls_in(const char *bytes, int32_t length)
+// What control bytes may cost at most, in quarters of the most expensive: a line feed only moves
+// the screen, a return nothing.
+constexpr int32_t CONTROL = 4;
+
+int32_t cost_of(const char *bytes, int32_t length)
 {
-    int32_t count = 0;
+    int32_t cost = 0;
     for (int32_t i = 0; i < length; i++) {
-        count += static_cast<unsigned char>(bytes[i]) < 0x20;
+        const auto byte = static_cast<unsigned char>(bytes[i]);
+        cost += (byte < 0x20 ? CONTROL : 0) - (byte == '\n' ? CONTROL - 1 : 0) -
+                (byte == '\r' ? CONTROL : 0);
     }
-    return count;
+    return cost;
 }
 
 // The length of the next piece, which ends in front of a control byte where it has its number of
@@ -36,18 +42,19 @@ int32_t piece_length(const char *bytes, int32_t length, int32_t controls)
         return length;
     }
     length = std::min(length, PIECE);
+    int32_t left = controls * CONTROL;
     int32_t at = 0;
     while (at < length) {
         const int32_t block = std::min(BLOCK, length - at);
-        const int32_t count = controls_in(bytes + at, block);
-        if (count > controls) {
+        const int32_t cost = cost_of(bytes + at, block);
+        if (cost > left) {
             break;
         }
-        controls -= count;
+        left -= cost;
         at += block;
     }
-    while (at < length && (controls > 0 || controls_in(bytes + at, 1) == 0)) {
-        controls -= controls_in(bytes + at, 1);
+    while (at < length && (left > 0 || cost_of(bytes + at, 1) == 0)) {
+        left -= cost_of(bytes + at, 1);
         at++;
     }
     return at;

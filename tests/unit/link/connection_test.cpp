@@ -68,9 +68,10 @@ TEST(Turn, PortOutputGivesWayBetweenTwoPieces)
         std::string bytes;
         std::vector<int32_t> pieces;
     } rows[] = {{0, line + line + line, {303}},
-                {2, line + line + line + "\033\033[\033", {202, 102, 3}},
+                {1, line + line + line + line + line + "\033\033[", {404, 102, 2}},
+                {1, "\r\n\r\n\r\n\r\n\r\n", {9, 1}},
                 {1, "ab\033[2J\033[2J\n", {6, 4, 1}},
-                {9, std::string(5000, 'x'), {4096, 904}}};
+                {9, std::string(20000, 'x'), {16384, 3616}}};
     for (const auto &row : rows) {
         zorvad.piece_controls = row.controls;
         send_all(daemon.data, row.bytes);
