@@ -1,0 +1,407 @@
+// What the program relies on in the event loop and its streams, whichever library provides them.
+#include "dep/ubox.h"
+
+#include <chrono>
+#include <climits>
+#include <functional>
+#include <string>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <termios.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// Two connected descriptors, closed at the end: ours is [0], the peer's [1].
+struct Pair {
+    int fd[2] = {-1, -1};
+    ~Pair()
+    {
+        close_end(0);
+        close_end(1);
+    }
+    void close_end(int end)
+    {
+        if (fd[end] >= 0) {
+            close(fd[end]);
+        }
+        fd[end] = -1;
+    }
+    void send(const std::string &text) const // from the peer
+    {
+        ASSERT_EQ(write(fd[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+};
+
+Pair socket_pair()
+{
+    Pair pair;
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair.fd), 0);
+    return pair;
+}
+
+Pair pipe_to_read()
+{
+    Pair pair;
+    EXPECT_EQ(pipe2(pair.fd, O_CLOEXEC), 0);
+    return pair;
+}
+
+Pair pipe_to_write()
+{
+    Pair pair = pipe_to_read();
+    std::swap(pair.fd[0], pair.fd[1]);
+    return pair;
+}
+
+// As the program sets its terminal: a read of nothing would be an end without O_NONBLOCK.
+Pair raw_terminal()
+{
+    Pair pair;
+    pair.fd[1] = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_EQ(grantpt(pair.fd[1]) | unlockpt(pair.fd[1]), 0);
+    pair.fd[0] = open(ptsname(pair.fd[1]), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    termios attributes;
+    EXPECT_EQ(tcgetattr(pair.fd[0], &attributes), 0);
+    cfmakeraw(&attributes);
+    attributes.c_cc[VMIN] = 0;
+    attributes.c_cc[VTIME] = 1;
+    EXPECT_EQ(tcsetattr(pair.fd[0], TCSANOW, &attributes), 0);
+    return pair;
+}
+
+struct Ubox : testing::Test {
+    void SetUp() override { ASSERT_EQ(uloop_init(), 0); }
+
+    static void run_until(const std::function<bool()> &condition)
+    {
+        for (const auto end = Clock::now() + milliseconds(10'000); !condition();) {
+            ASSERT_LT(Clock::now(), end) << "waited in vain";
+            (void)uloop_run_timeout(20);
+        }
+    }
+    // Until nothing happens in several rounds: a busy machine can stretch one in which something
+    // does.
+    static void run_until_idle()
+    {
+        int quiet = 0;
+        for (int rounds = 0; quiet < 4 && rounds < 1000; rounds++) {
+            const auto start = Clock::now();
+            (void)uloop_run_timeout(10);
+            quiet = Clock::now() - start >= milliseconds(10) ? quiet + 1 : 0;
+        }
+        ASSERT_EQ(quiet, 4) << "the loop finds no rest";
+    }
+};
+
+std::string log;
+
+// A watch and a timer that write down their name, and do something more on request.
+struct Named {
+    struct Record {
+        uloop_fd watch;
+        uloop_timeout timer;
+        Named *owner;
+    } record{};
+    std::string name;
+    std::function<void()> then;
+    uloop_fd &watch = record.watch;
+    uloop_timeout &timer = record.timer;
+
+    explicit Named(
+        std::string its_name, std::function<void()> action = [] {})
+        : name(std::move(its_name)), then(std::move(action))
+    {
+        record.owner = this;
+        watch.cb = [](uloop_fd *fd, unsigned) { container_of(fd, Record, watch)->owner->told(); };
+        timer.cb = [](uloop_timeout *due) {
+            EXPECT_FALSE(due->pending);
+            container_of(due, Record, timer)->owner->told();
+        };
+    }
+    Named(const Named &) = delete;
+    ~Named()
+    {
+        uloop_timeout_cancel(&timer);
+        uloop_fd_delete(&watch);
+    }
+    void told()
+    {
+        log += name;
+        then();
+    }
+    void watch_end(const Pair &pair)
+    {
+        // Edge-triggered: what one round has fetched must be kept for the next.
+        watch.fd = pair.fd[0];
+        EXPECT_EQ(uloop_fd_add(&watch, ULOOP_READ | ULOOP_EDGE_TRIGGER), 0);
+    }
+};
+
+struct Loop : Ubox {
+    Loop() { log.clear(); }
+};
+
+TEST_F(Loop, timers_run_by_time_then_by_age)
+{
+    Named a("a"), b("b"), c("c"), d("d"), e("e"), far("f");
+    uloop_timeout_set(&far.timer, INT_MAX);
+    uloop_timeout_set(&d.timer, 30);
+    uloop_timeout_set(&c.timer, 10);
+    uloop_timeout_set(&a.timer, -5);
+    uloop_timeout_set(&b.timer, 10);
+    uloop_timeout_set(&e.timer, 5);
+    EXPECT_EQ(uloop_timeout_cancel(&e.timer), 0);
+    EXPECT_EQ(uloop_timeout_cancel(&e.timer), -1);
+    uloop_timeout_set(&e.timer, 5);
+    uloop_timeout_set(&e.timer, 100'000);
+    const auto start = Clock::now();
+    run_until([&] { return log.size() == 4; });
+    EXPECT_EQ(log, "acbd");
+    EXPECT_GE(Clock::now() - start, milliseconds(28));
+}
+
+TEST_F(Loop, round_delivers_one_event_after_due_timers)
+{
+    Pair pairs[2] = {socket_pair(), socket_pair()};
+    Named timer("t");
+    const auto arm = [&] { uloop_timeout_set(&timer.timer, 0); };
+    Named watches[2] = {Named("w", arm), Named("w", arm)};
+    for (int i = 0; i < 2; i++) {
+        watches[i].watch_end(pairs[i]);
+        pairs[i].send("x");
+    }
+    for (const char *so_far : {"w", "wtw"}) {
+        EXPECT_EQ(uloop_run_timeout(1000), 0);
+        EXPECT_EQ(log, so_far);
+    }
+    run_until_idle();
+    EXPECT_EQ(log, "wtwt");
+}
+
+TEST_F(Loop, cancellation_before_a_run_is_forgotten)
+{
+    Named timer("t", [] { uloop_cancelled = true; });
+    uloop_cancelled = true;
+    uloop_timeout_set(&timer.timer, 1);
+    EXPECT_EQ(uloop_run_timeout(-1), 0);
+    EXPECT_EQ(log, "t");
+    EXPECT_TRUE(uloop_cancelled);
+    EXPECT_EQ(uloop_run_timeout(0), 0);
+    EXPECT_FALSE(uloop_cancelled);
+}
+
+TEST_F(Loop, callback_may_remove_watches_whose_events_wait)
+{
+    Pair pairs[3] = {socket_pair(), socket_pair(), socket_pair()};
+    Named *watches[3];
+    for (int i = 0; i < 3; i++) {
+        watches[i] = new Named("w", [&] {
+            for (Named *&each : watches) {
+                EXPECT_EQ(uloop_fd_delete(&each->watch), 0);
+                EXPECT_FALSE(each->watch.registered);
+            }
+        });
+        watches[i]->watch_end(pairs[i]);
+        pairs[i].send("x");
+    }
+    run_until_idle();
+    EXPECT_EQ(log, "w");
+    for (const Named *each : watches) {
+        delete each;
+    }
+}
+
+// A stream that writes down what it is told. By default it consumes all that it reads.
+struct RecordedStream {
+    struct Record {
+        ustream_fd stream;
+        RecordedStream *owner;
+    } record{.stream = {}, .owner = this};
+    ustream_fd &stream = record.stream;
+    std::string received;
+    int reads = 0, last_read_count = 0, flushed = 0, states = 0;
+    std::function<void()> on_read = [this] { consume_all(); };
+
+    RecordedStream()
+    {
+        stream.stream.notify_read = [](ustream *s, int count) {
+            RecordedStream &self = owner_of(s);
+            self.reads++;
+            self.last_read_count = count;
+            self.on_read();
+        };
+        stream.stream.notify_write = [](ustream *s, int count) { owner_of(s).flushed += count; };
+        stream.stream.notify_state = [](ustream *s) { owner_of(s).states++; };
+    }
+    RecordedStream(const RecordedStream &) = delete;
+    ~RecordedStream() { ustream_free(*this); }
+    static RecordedStream &owner_of(ustream *s)
+    {
+        return *container_of(s, Record, stream.stream)->owner;
+    }
+    ustream *operator->() { return &stream.stream; }
+    operator ustream *() { return &stream.stream; }
+
+    void consume_all()
+    {
+        int length;
+        while (char *chunk = ustream_get_read_buf(*this, &length)) {
+            received.append(chunk, static_cast<size_t>(length));
+            ustream_consume(*this, length);
+        }
+    }
+};
+
+// What brings a stream to its end, and what its state callback then sees.
+struct EndCase {
+    const char *name;
+    Pair (*make)();
+    size_t sent;                           // by the peer, before its end
+    enum { AT_ONCE, LATER, SHUTDOWN } end; // the last: it goes on reading
+    bool eof, write_error;
+    bool consume = true;
+};
+
+void check_end(const EndCase &row)
+{
+    SCOPED_TRACE(row.name);
+    Pair pair = row.make();
+    RecordedStream stream;
+    if (!row.consume) {
+        stream.on_read = [] {};
+    }
+    ustream_fd_init(&stream.stream, pair.fd[0]);
+    if (row.sent > 0) {
+        pair.send(std::string(row.sent, 'd'));
+    }
+    if (row.end == EndCase::LATER) {
+        Ubox::run_until([&] { return stream.reads == 1; });
+    }
+    if (row.end == EndCase::SHUTDOWN) {
+        shutdown(pair.fd[1], SHUT_WR);
+    } else {
+        pair.close_end(1);
+    }
+    Ubox::run_until_idle();
+    EXPECT_EQ(stream.states, 1);
+    EXPECT_EQ(stream->eof, row.eof);
+    EXPECT_EQ(stream->write_error, row.write_error);
+    EXPECT_EQ(stream.last_read_count, static_cast<int>(row.sent));
+
+    // What was left is still there, and an end that was hidden behind it comes out.
+    stream.consume_all();
+    EXPECT_EQ(stream.received.size(), row.sent);
+    Ubox::run_until_idle();
+    EXPECT_EQ(stream->eof, row.eof || !row.consume);
+    EXPECT_EQ(stream.states, stream->eof && !row.eof ? 2 : 1) << "each end is told once";
+
+    // The stream can still write unless it was told otherwise.
+    EXPECT_EQ(ustream_write(stream, "x", 1, false), row.write_error ? 0 : 1);
+    EXPECT_EQ(ustream_printf(stream, "%d", 12), row.write_error ? 0 : 2);
+}
+
+TEST_F(Ubox, the_end_of_a_stream_is_announced_once)
+{
+    const EndCase rows[] = {
+        {"socket_data_and_close", socket_pair, 5, EndCase::AT_ONCE, true, true},
+        {"socket_close_later", socket_pair, 5, EndCase::LATER, true, true},
+        {"socket_peer_stops_writing", socket_pair, 5, EndCase::SHUTDOWN, true, false},
+        {"socket_unconsumed", socket_pair, 4095, EndCase::AT_ONCE, true, true, false},
+        {"socket_full", socket_pair, 4096, EndCase::AT_ONCE, false, true, false},
+        {"pipe_data_and_close", pipe_to_read, 5, EndCase::AT_ONCE, true, true},
+        {"pipe_close_later", pipe_to_read, 5, EndCase::LATER, true, true},
+        {"raw_terminal_hangs_up", raw_terminal, 5, EndCase::LATER, true, true},
+        {"pipe_reader_goes", pipe_to_write, 0, EndCase::AT_ONCE, false, true},
+    };
+    for (const EndCase &row : rows) {
+        check_end(row);
+    }
+}
+
+struct Stream : Ubox {
+    Pair pair = socket_pair();
+    RecordedStream stream;
+};
+
+TEST_F(Stream, stops_reading_when_full_and_goes_on_after_consuming)
+{
+    stream.on_read = [] {};
+    stream->string_data = true;
+    stream->r.buffer_len = 10;
+    ustream_fd_init(&stream.stream, pair.fd[0]);
+    pair.send("0123456789abcdefgh");
+    run_until_idle();
+    EXPECT_EQ(stream.reads, 1);
+    EXPECT_FALSE(stream.stream.fd.registered);
+    EXPECT_STREQ(ustream_get_read_buf(stream, nullptr), "0123456789");
+    ustream_consume(stream, 3);
+    run_until([&] { return stream.reads == 2; });
+    EXPECT_STREQ(ustream_get_read_buf(stream, nullptr), "3456789abc");
+    ustream_consume(stream, 10);
+    run_until([&] { return stream.reads == 3; });
+    // What moves to the front of the buffer stays a text, though nothing more is read.
+    pair.send("ijklm");
+    run_until([&] { return stream.reads == 4; });
+    ustream_consume(stream, 8);
+    EXPECT_FALSE(ustream_poll(stream));
+    EXPECT_STREQ(ustream_get_read_buf(stream, nullptr), "lm");
+}
+
+TEST_F(Stream, queues_what_the_peer_does_not_take_and_tells_what_was_flushed)
+{
+    ustream_fd_init(&stream.stream, pair.fd[0]);
+    ustream_set_read_blocked(stream, true);
+    std::string text(2'000'000, ' ');
+    for (size_t i = 0; i < text.size(); i++) {
+        text[i] = static_cast<char>('!' + i % 89);
+    }
+    EXPECT_EQ(ustream_write(stream, text.data(), 2'000'000, false), 2'000'000);
+    const int queued = stream->w.data_bytes;
+    EXPECT_GT(queued, 0);
+    EXPECT_EQ(ustream_printf(stream, "%s %d", std::string(3000, 'b').c_str(), 42), 3003);
+    text += std::string(3000, 'b') + " 42";
+    std::string arrived;
+    run_until([&] {
+        char bytes[5000];
+        ssize_t length;
+        while ((length = recv(pair.fd[1], bytes, sizeof bytes, MSG_DONTWAIT)) > 0) {
+            arrived.append(bytes, static_cast<size_t>(length));
+        }
+        return arrived.size() >= text.size();
+    });
+    EXPECT_TRUE(arrived == text);
+    EXPECT_EQ(stream.flushed, queued + 3003);
+    EXPECT_EQ(stream->w.data_bytes, 0);
+    EXPECT_FALSE(stream.stream.fd.registered);
+}
+
+TEST_F(Stream, a_failed_write_is_told_once_and_drops_the_queue)
+{
+    const std::string text(1'000'000, 'x');
+    for (const bool queue_first : {false, true}) {
+        Pair pipe = pipe_to_write();
+        RecordedStream writer;
+        ustream_fd_init(&writer.stream, pipe.fd[0]);
+        if (queue_first) {
+            EXPECT_EQ(ustream_write(writer, text.data(), 1'000'000, false), 1'000'000);
+        }
+        pipe.close_end(1);
+        if (!queue_first) {
+            EXPECT_EQ(ustream_write(writer, "x", 1, false), -1);
+        }
+        EXPECT_EQ(writer.states, 0);
+        run_until_idle();
+        EXPECT_EQ(writer.states, 1);
+        EXPECT_TRUE(writer->write_error);
+        EXPECT_EQ(ustream_write(writer, "x", 1, false), 0);
+        EXPECT_EQ(writer->w.data_bytes, 0);
+        EXPECT_EQ(writer.flushed, 0);
+    }
+}
+
+} // namespace
