@@ -13,9 +13,7 @@ namespace {
 std::string text_of(const tb_event &event)
 {
     char text[32] = "?";
-    if (event.type == TB_EVENT_RESIZE) {
-        snprintf(text, sizeof(text), "r%dx%d", event.w, event.h);
-    } else if (event.type == 4) {
+    if (event.type == 4) {
         return "hook";
     } else if (event.ch) {
         snprintf(text, sizeof(text), "c%x", event.ch);
@@ -138,40 +136,6 @@ TEST_F(TermboxInput, TheEndOfTheTerminalIsAnError)
     close(master);
     master = -1;
     EXPECT_EQ(drain(), " error " + std::to_string(TB_ERR_READ));
-}
-
-TEST_F(TermboxInput, ResizeKeepsWhatBothSizesHave)
-{
-    ASSERT_EQ(start(), TB_OK);
-    struct Row {
-        int columns, rows;
-        std::string top;
-    } const rows[] = {{100, 30, "corner" + std::string(73, ' ') + "x"},
-                      {4, 1, "corn"},
-                      {6, 2, "corn"},
-                      {0, 0, ""},
-                      {1, 1, ""}};
-    tb_printf(0, 0, TB_RED, TB_BLUE, "corner");
-    tb_set_cell(79, 0, 'x', 0, 0);
-    present();
-    for (const Row &row : rows) {
-        SCOPED_TRACE(std::to_string(row.columns) + "x" + std::to_string(row.rows));
-        resize(row.columns, row.rows);
-        resize(row.columns, row.rows); // several signals, one event
-        take_output();
-        const int columns = row.columns;
-        EXPECT_EQ(drain(), "r" + std::to_string(columns) + "x" + std::to_string(row.rows));
-        EXPECT_EQ(take_output(), "\033(B\033[m\033[H\033[2J") << "cleared at once";
-        EXPECT_EQ(tb_width(), columns);
-        EXPECT_EQ(tb_height(), row.rows);
-        EXPECT_EQ(tb_set_cell(columns, 0, 'x', 0, 0), TB_ERR_OUT_OF_BOUNDS);
-        Screen screen(std::max(row.rows, 1), std::max(columns, 2));
-        screen.feed(present());
-        EXPECT_EQ(screen.row(0), columns == 1 ? "" : row.top);
-        if (columns <= 1) { // nothing of it comes back when the terminal grows
-            tb_set_cell(0, 0, ' ', 0, 0);
-        }
-    }
 }
 
 } // namespace

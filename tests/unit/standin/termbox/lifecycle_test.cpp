@@ -17,7 +17,6 @@ TEST_F(TermboxTest, TakesTheTerminalOverAndGivesItBackAsItWas)
     } const rows[] = {
         {"xterm-256color", "\033[?1049h\033[22;0;0t\033[?1h\033=\033[?25l\033(B\033[m\033[H\033[2J",
          "\033[?12l\033[?25h\033(B\033[m\033[H\033[2J\033[?1049l\033[23;0;0t\033[?1l\033>"},
-        {"vt100", "\033[?1h\033=\033[m\017\033[H\033[J", "\033[m\017\033[H\033[J\033[?1l\033>"},
         {"linux", "\033[?25l\033[?1c\033[m\017\033[H\033[J",
          "\033[?25h\033[?0c\033[m\017\033[H\033[J"},
         {"dumb", "", ""},
@@ -38,34 +37,6 @@ TEST_F(TermboxTest, TakesTheTerminalOverAndGivesItBackAsItWas)
         struct sigaction action = {};
         sigaction(SIGWINCH, nullptr, &action);
         EXPECT_EQ(action.sa_handler, SIG_DFL);
-    }
-}
-
-TEST_F(TermboxTest, RefusesWhatIsNoKnownTerminal)
-{
-    struct Row {
-        const char *path, *term;
-        int result;
-    } const rows[] = {
-        {"/nonexistent", "xterm", TB_ERR_INIT_OPEN},
-        {"/dev/null", "xterm", TB_ERR_TCGETATTR},
-        {path.c_str(), nullptr, TB_ERR_NO_TERM},
-        {path.c_str(), "", TB_ERR_UNSUPPORTED_TERM},
-        {path.c_str(), "bogus", TB_ERR_UNSUPPORTED_TERM},
-        {path.c_str(), "unknown", TB_ERR_UNSUPPORTED_TERM},
-    };
-    int lowest = dup(0);
-    close(lowest);
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.term ? row.term : "unset");
-        row.term ? setenv("TERM", row.term, 1) : unsetenv("TERM");
-        EXPECT_EQ(tb_init_file(row.path), row.result);
-        EXPECT_EQ(tb_width(), TB_ERR_NOT_INIT);
-        EXPECT_EQ(take_output(), "");
-        EXPECT_TRUE(settings_are_as_found());
-        int next = dup(0);
-        EXPECT_EQ(next, lowest) << "a descriptor was left open";
-        close(next);
     }
 }
 
