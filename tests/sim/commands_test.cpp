@@ -1,38 +1,56 @@
+// The simulator's requests: cut out of what arrives, answered, and told in the history.
 #include "sim/commands.h"
 
 #include <gtest/gtest.h>
+
+#include "sim/command_parser.h"
 
 namespace sim {
 namespace {
 
 using namespace std::string_literals;
 
-class Commands : public testing::Test {
-protected:
-    Commands() : port_(100), asker_(port_.sessions.emplace_back())
-    {
-        asker_.attached = true;
-        actions_.send_break = [this] { breaks_++; };
+TEST(CommandParser, CutsRequestsOutOfAnyChunks)
+{
+    const struct {
+        std::vector<std::string> chunks;
+        std::string requests; // compact texts, or "!" for bytes that are none
+    } rows[] = {
+        {{R"({"cmd":"A"}{"cmd":"B"})", "{}"}, R"({"cmd":"A"} {"cmd":"B"} {} )"},
+        {{"{\"c", "md\":\"a", "b", "\"", "}"}, R"({"cmd":"ab"} )"},
+        {{" \r\n\t", "{} \n", "\n[1,2]"}, "{} [1,2] "},
+        {{"}{}", "{}"}, "! {} "},
+        {{"\0{}"s, "{}"}, "! {} "},
+        {{"{\"cmd\":", "\"A\"", "]", "{}"}, "! {} "},
+        {{"{\"cmd\":"}, ""},
+        {{std::string(1000, '['), "{}"}, "! {} "},
+        {{"\"", std::string(2 << 20, 'a'), "{}"}, "! {} "},
+    };
+    for (const auto &row : rows) {
+        CommandParser parser;
+        std::string requests;
+        for (const std::string &chunk : row.chunks) {
+            parser.push(chunk);
+            Json request;
+            while (parser.next(request)) {
+                requests += (request ? to_text(request.get()) : "!") + " ";
+            }
+        }
+        EXPECT_EQ(requests, row.requests) << row.chunks.front();
     }
+}
 
-    std::string ask(const std::string &request) { return ask(asker_, request); }
-    std::string ask(Session &asker, const std::string &request)
+struct Commands : testing::Test {
+    PortState port{100};
+    Session &asker = port.sessions.emplace_back();
+    int breaks = 0;
+    PortActions actions{.send_break = [this] { breaks++; }};
+
+    std::string ask(const std::string &request)
     {
         Json value(json_tokener_parse(request.c_str()));
-        return answer(port_, asker, value.get(), actions_);
+        return answer(port, asker, value.get(), actions);
     }
-    std::string command(const std::string &name) { return ask("{\"cmd\":\"" + name + "\"}"); }
-    Session &add(const std::string &user, const std::string &more)
-    {
-        Session &session = port_.sessions.emplace_back();
-        ask(session, R"({"cmd":"SET_USER","args":{"username":")" + user + "\"" + more + "}}");
-        return session;
-    }
-
-    PortState port_;
-    Session &asker_;
-    PortActions actions_;
-    int breaks_ = 0;
 };
 
 TEST_F(Commands, AnswersAnythingElseWithAnEmptyObject)
@@ -42,61 +60,30 @@ TEST_F(Commands, AnswersAnythingElseWithAnEmptyObject)
           R"({"cmd":"port_info"})", R"({"cmd":"SET_USER"})", R"({"cmd":"SET_USER","args":[1]})"}) {
         EXPECT_EQ(ask(request), "{}") << request;
     }
-    EXPECT_EQ(port_.history.size(), 0u);
-    EXPECT_FALSE(asker_.announced);
+    EXPECT_EQ(port.history.size(), 0u);
+    EXPECT_FALSE(asker.announced);
 }
 
-TEST_F(Commands, SessionsAreThoseOfTheOthers)
+TEST_F(Commands, StandInTheHistoryNewestFirst)
 {
-    EXPECT_EQ(command("LIST_SESSIONS"), R"({"sessions":[]})");
-    Session &ann = add("ann", R"(,"protocol":"SSH","remote_addr":"10.0.0.7:4000")");
-    add("bob", "");
-    port_.sessions.emplace_back(); // only asks
-    std::string text = command("LIST_SESSIONS");
-    Json reply(json_tokener_parse(text.c_str()));
-    json_object *sessions = json_object_object_get(reply.get(), "sessions");
-    ASSERT_EQ(json_object_array_length(sessions), 2u) << text;
-    json_object *first = json_object_array_get_idx(sessions, 0);
-    EXPECT_EQ(member_text(first, "username"), "ann");
-    EXPECT_EQ(member_text(first, "protocol"), "SSH");
-    EXPECT_EQ(member_text(first, "remote_addr"), "10.0.0.7:4000");
-    json_object *time = json_object_object_get(first, "session_time");
-    EXPECT_TRUE(json_object_is_type(time, json_type_double));
-    EXPECT_LT(json_object_get_double(time), 100.0);
-    json_object *second = json_object_array_get_idx(sessions, 1);
-    EXPECT_FALSE(json_object_object_get_ex(second, "remote_addr", nullptr));
-
-    ann.since -= std::chrono::seconds(41) + milliseconds(600);
-    EXPECT_NE(command("LIST_SESSIONS").find("\"session_time\":41.6"), std::string::npos);
-}
-
-TEST_F(Commands, ScrollbackIsNewestFirst)
-{
-    EXPECT_EQ(command("SCROLLBACK"), R"({"scrollback":[]})");
-    port_.history.received("\x1b[1mr\xe4\x07\n"s, 1000);
-    port_.history.sent("ls\r", 2000);
-    EXPECT_EQ(command("SCROLLBACK"),
+    port.history.received("\x1b[1mr\xe4\x07\n"s, 1000);
+    port.history.sent("ls\r", 2000);
+    EXPECT_EQ(ask(R"({"cmd":"SCROLLBACK"})"),
               R"({"scrollback":[{"line":"ls","timestamp":2000,"scrollback_idx":1,"type":2},)"
               R"({"line":"\u001b[1mr)"
               "\xEF\xBF\xBD"
               R"(\u0007","timestamp":1000,"scrollback_idx":0,"type":3}]})");
-}
-
-TEST_F(Commands, EventsStandInTheHistory)
-{
-    add("ann", R"(,"protocol":"Console","remote_addr":"/dev/tty1")");
-    EXPECT_EQ(port_.history.newest(0).text, "ann through Console from /dev/tty1");
-    EXPECT_EQ(port_.history.newest(0).type, LineType::Login);
-    EXPECT_EQ(command("BREAK"), "{}");
-    EXPECT_EQ(breaks_, 1);
-    EXPECT_EQ(port_.history.newest(0).text, "BREAK sent by unknown");
-    change_signals(port_, {.dsr = true, .ri = true});
-    change_signals(port_, {.dsr = true});
-    EXPECT_EQ(port_.history.newest(2).text, "DSR on");
-    EXPECT_EQ(port_.history.newest(1).text, "RI on");
-    EXPECT_EQ(port_.history.newest(0).text, "RI off");
-    EXPECT_EQ(port_.history.newest(0).type, LineType::Signal);
-    EXPECT_EQ(port_.history.size(), 5u);
+    EXPECT_EQ(ask(R"({"cmd":"BREAK"})"), "{}");
+    EXPECT_EQ(breaks, 1);
+    ask(R"({"cmd":"SET_USER","args":{"username":"ann","protocol":"SSH","remote_addr":"h:1"}})");
+    change_signals(port, {.dsr = true, .ri = true});
+    change_signals(port, {.dsr = true});
+    const char *const lines[] = {"RI off", "RI on", "DSR on", "ann through SSH from h:1",
+                                 "BREAK sent by unknown"};
+    for (size_t i = 0; i < std::size(lines); i++) {
+        EXPECT_EQ(port.history.newest(i).text, lines[i]);
+        EXPECT_EQ(port.history.newest(i).type, i == 3 ? LineType::Login : LineType::Signal);
+    }
 }
 
 } // namespace

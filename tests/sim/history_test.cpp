@@ -55,12 +55,6 @@ TEST(History, ForgetsTheOldestLines)
     // The open line is gone: its rest is a line of its own.
     history.received(" rest\n", 3);
     EXPECT_EQ(lines(history), "2:1@2=1|3:1@2=2|4:3@3= rest|");
-
-    History none(0);
-    none.received("a\nb", 1);
-    none.sent("a\rb", 1);
-    none.event(LineType::Login, "x", 1);
-    EXPECT_EQ(none.size(), 0u);
 }
 
 TEST(History, CutsLinesThatDoNotEnd)

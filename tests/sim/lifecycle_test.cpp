@@ -56,13 +56,20 @@ TEST(SimLifecycle, SaysWhatIsWrong)
     std::string file = directory.write("file", "x");
     mkdir(directory.path("p").c_str(), 0755);
     directory.write("p/cmd.sck", "");
-    struct Row {
+    const std::string hint = "\nTry 'zorvad-sim --help'.\n";
+    const struct {
         std::vector<std::string> arguments;
         int status;
         std::string error;
-    };
-    const Row rows[] = {
-        {{"--smoke"}, 2, "unknown option --smoke\nTry 'zorvad-sim --help'.\n"},
+    } rows[] = {
+        {{"--smoke"}, 2, "unknown option --smoke" + hint},
+        {{"--help=1"}, 2, "--help takes no value" + hint},
+        {{"--port"}, 2, "--port needs a value" + hint},
+        {{"--port", "a"}, 2, "one of --exec, --device, --loopback is needed" + hint},
+        {{"--port", "a", "--baud", "9600", "--loopback"}, 2, "goes with --device only" + hint},
+        {{"--port", "../a"}, 2, "bad value '../a' for --port" + hint},
+        {{"--port", "a", "--size", "0x9"}, 2, "bad value '0x9' for --size" + hint},
+        {{"--control", "a"}, 2, "--control needs a line behind the key" + hint},
         {{"--port", "p", "--device", "/dev/null"}, 1, "port p: /dev/null is not a serial device\n"},
         {{"--port", "p", "--device", "/no/such"},
          1,
@@ -72,7 +79,7 @@ TEST(SimLifecycle, SaysWhatIsWrong)
          1,
          "port p: " + directory.path("/p/cmd.sck") + " is in the way: it is no socket\n"},
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         Simulator simulator(row.arguments, false);
         EXPECT_EQ(simulator.program.wait_for_exit(), row.status) << row.error;
         EXPECT_TRUE(simulator.program.error_output().ends_with(row.error))
