@@ -1,7 +1,6 @@
 // What the end-to-end tests rely on and cannot show by passing: that what is wrong is noticed, and
 // that nothing is left behind.
 #include "support/fake_daemon.h"
-#include "support/power_script.h"
 #include "support/program.h"
 
 #include <filesystem>
@@ -93,19 +92,4 @@ TEST(FakeDaemonTest, NoticesWhatWasNotExpectedAndRemovesWhatItMade)
         close(data);
     }
     EXPECT_FALSE(std::filesystem::exists(directory));
-}
-
-TEST(PowerScriptTest, IsThereForTheProgramAlone)
-{
-    const bool there_before = std::filesystem::exists("/bin/rpc-cmd.js");
-    {
-        PowerScript script("#!/bin/sh\necho \"power $1 $(ls /usr/bin/env)\"\n");
-        if (!script.usable()) {
-            GTEST_SKIP() << "no private mounts";
-        }
-        Program program({.arguments = {"/bin/rpc-cmd.js", "on"}, .before_exec = script.enter()});
-        EXPECT_EQ(0, program.wait_for_exit()) << program.description();
-        EXPECT_EQ("power on /usr/bin/env\r\n", program.output());
-    }
-    EXPECT_EQ(there_before, std::filesystem::exists("/bin/rpc-cmd.js"));
 }
