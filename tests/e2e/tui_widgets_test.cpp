@@ -165,10 +165,10 @@ TEST(Popup, SessionsAndTheAnswer)
 {
     for (const bool yes : {true, false}) {
         Session tui(TUI);
-        tui.start({.arguments = {"admin"}, .rows = 40, .columns = 120});
+        tui.start({.arguments = {"admin"}, .rows = 43, .columns = 127});
         tui.daemon.answer("LIST_SESSIONS", R"({"sessions":[]})");
         tui.client->send("\5d");
-        tui.expect_box(30, 10, box(60, 10, {"There are no other sessions on this port"}));
+        tui.expect_box(31, 10, box(62, 10, {"There are no other sessions on this port"}));
         tui.client->send("x");
         expect_blank_port_screen(tui);
         tui.daemon.answer("LIST_SESSIONS",
@@ -177,8 +177,8 @@ TEST(Popup, SessionsAndTheAnswer)
                           R"({"username":"bob","protocol":"Web","session_time":3}]})");
         tui.client->send("\5d");
         tui.expect_box(
-            30, 10,
-            box(75, 20,
+            31, 10,
+            box(74, 20,
                 {"        ==== Sessions ====", "The following sessions are active on this port", "",
                  "    a?nn: SSH (10.0.0.9:50122) - Session length 42 second(s)",
                  "    bob: Web - Session length 3 second(s)", "",
@@ -199,7 +199,7 @@ TEST(Popup, ClosingBringsBackWhatWasThere)
         int rows, columns, left, top;
         std::vector<std::string> help;
     } sizes[] = {{24, 80, 20, 6, box(40, 12, HELP_AT_80)},
-                 {25, 81, 20, 6, box(40, 12, HELP_AT_80)},
+                 {27, 83, 20, 6, box(40, 12, HELP_AT_80)},
                  {40, 121, 30, 10, box(60, 20, HELP_AT_120)}};
     for (const auto &[rows, columns, left, top, help] : sizes) {
         SCOPED_TRACE(columns);
@@ -302,7 +302,7 @@ TEST(History, LinesColoursAndKeys)
 
     tui.play({{TYPE, "\x1b[A"}, {TYPE, "x"}}); // an escape along with other bytes leads a sequence
     for (const auto &[rows, columns] :
-         std::vector<std::pair<int, int>>{{40, 120}, {10, 40}, {3, 3}, {24, 120}}) {
+         std::vector<std::pair<int, int>>{{40, 120}, {10, 40}, {3, 3}, {31, 127}}) {
         tui.client->resize(rows, columns);
         tui.wait_for_refresh();
     }

@@ -52,21 +52,6 @@ TEST_F(Statusbar, CountsOnAfterTheClockWasSetAndForMoreThanALifetime)
     }
 }
 
-TEST_F(Statusbar, FollowsTheEscapeCharacterWhereItIsANumber)
-{
-    const struct {
-        const char *reply;
-        int escape;
-    } rows[] = {{R"({"escape":29})", 29},   {"{}", 29},
-                {R"({"escape":null})", 29}, {R"({"escape":"\u0001"})", 29},
-                {R"({"escape":258})", 2},   {R"({"escape":-1})", 255},
-                {R"({"escape":0})", 0}};
-    for (const auto &row : rows) {
-        answer(row.reply);
-        EXPECT_EQ(row.escape, zorvad.escape_char) << row.reply;
-    }
-}
-
 std::string repeat(int times, std::string_view text)
 {
     std::string result;

@@ -122,6 +122,7 @@ TEST_F(Stack, EndsARemovalAndAResizeWithThePaintingInOrder)
     widget_list_resize(list, 30, 100);
     EXPECT_EQ("br ar ad bd cd ", calls); // a kind that has no place stays where it is
     EXPECT_EQ((Rectangle{0, 0, 100, 29}), widget_rectangle(*b));
+    EXPECT_EQ((Rectangle{0, 29, 100, 30}), widget_rectangle(*a));
     EXPECT_EQ((Rectangle{1, 1, 5, 5}), widget_rectangle(*c));
     EXPECT_EQ(30, list->height);
     EXPECT_EQ(100, list->width);
@@ -181,6 +182,16 @@ TEST_F(Stack, SkipsWhatAWidgetDoesNotDo)
     EXPECT_EQ(std::string::npos, calls.find('i'));
     widget_list_remove(list, bare);
     EXPECT_NE(std::string::npos, calls.find("nx"));
+}
+
+TEST(Rectangles, OverlapStrictly)
+{
+    const Rectangle place = {2, 2, 5, 4};
+    EXPECT_TRUE(overlaps(place, {4, 3, 9, 9}));
+    for (const Rectangle &other : {Rectangle{5, 2, 9, 4}, {0, 0, 2, 9}, {2, 4, 5, 5}}) {
+        EXPECT_FALSE(overlaps(place, other));
+    }
+    EXPECT_EQ((Rectangle{4, 3, 5, 4}), intersection(place, {4, 3, 9, 9}));
 }
 
 TEST(EmptyStack, StopsItsRefresh)
