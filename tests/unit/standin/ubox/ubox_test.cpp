@@ -224,7 +224,7 @@ struct RecordedStream {
     } record{.stream = {}, .owner = this};
     ustream_fd &stream = record.stream;
     std::string received;
-    int reads = 0, last_read_count = 0, flushed = 0, states = 0;
+    int reads = 0, last_read_count = 0, states = 0;
     std::function<void()> on_read = [this] { consume_all(); };
 
     RecordedStream()
@@ -235,7 +235,6 @@ struct RecordedStream {
             self.last_read_count = count;
             self.on_read();
         };
-        stream.stream.notify_write = [](ustream *s, int count) { owner_of(s).flushed += count; };
         stream.stream.notify_state = [](ustream *s) { owner_of(s).states++; };
     }
     RecordedStream(const RecordedStream &) = delete;
@@ -323,13 +322,10 @@ TEST_F(Ubox, the_end_of_a_stream_is_announced_once)
     }
 }
 
-struct Stream : Ubox {
+TEST_F(Ubox, a_stream_stops_reading_when_full_and_goes_on_after_consuming)
+{
     Pair pair = socket_pair();
     RecordedStream stream;
-};
-
-TEST_F(Stream, stops_reading_when_full_and_goes_on_after_consuming)
-{
     stream.on_read = [] {};
     stream->string_data = true;
     stream->r.buffer_len = 10;
@@ -350,58 +346,6 @@ TEST_F(Stream, stops_reading_when_full_and_goes_on_after_consuming)
     ustream_consume(stream, 8);
     EXPECT_FALSE(ustream_poll(stream));
     EXPECT_STREQ(ustream_get_read_buf(stream, nullptr), "lm");
-}
-
-TEST_F(Stream, queues_what_the_peer_does_not_take_and_tells_what_was_flushed)
-{
-    ustream_fd_init(&stream.stream, pair.fd[0]);
-    ustream_set_read_blocked(stream, true);
-    std::string text(2'000'000, ' ');
-    for (size_t i = 0; i < text.size(); i++) {
-        text[i] = static_cast<char>('!' + i % 89);
-    }
-    EXPECT_EQ(ustream_write(stream, text.data(), 2'000'000, false), 2'000'000);
-    const int queued = stream->w.data_bytes;
-    EXPECT_GT(queued, 0);
-    EXPECT_EQ(ustream_printf(stream, "%s %d", std::string(3000, 'b').c_str(), 42), 3003);
-    text += std::string(3000, 'b') + " 42";
-    std::string arrived;
-    run_until([&] {
-        char bytes[5000];
-        ssize_t length;
-        while ((length = recv(pair.fd[1], bytes, sizeof bytes, MSG_DONTWAIT)) > 0) {
-            arrived.append(bytes, static_cast<size_t>(length));
-        }
-        return arrived.size() >= text.size();
-    });
-    EXPECT_TRUE(arrived == text);
-    EXPECT_EQ(stream.flushed, queued + 3003);
-    EXPECT_EQ(stream->w.data_bytes, 0);
-    EXPECT_FALSE(stream.stream.fd.registered);
-}
-
-TEST_F(Stream, a_failed_write_is_told_once_and_drops_the_queue)
-{
-    const std::string text(1'000'000, 'x');
-    for (const bool queue_first : {false, true}) {
-        Pair pipe = pipe_to_write();
-        RecordedStream writer;
-        ustream_fd_init(&writer.stream, pipe.fd[0]);
-        if (queue_first) {
-            EXPECT_EQ(ustream_write(writer, text.data(), 1'000'000, false), 1'000'000);
-        }
-        pipe.close_end(1);
-        if (!queue_first) {
-            EXPECT_EQ(ustream_write(writer, "x", 1, false), -1);
-        }
-        EXPECT_EQ(writer.states, 0);
-        run_until_idle();
-        EXPECT_EQ(writer.states, 1);
-        EXPECT_TRUE(writer->write_error);
-        EXPECT_EQ(ustream_write(writer, "x", 1, false), 0);
-        EXPECT_EQ(writer->w.data_bytes, 0);
-        EXPECT_EQ(writer.flushed, 0);
-    }
 }
 
 } // namespace
