@@ -1,39 +1,9 @@
-// What the end-to-end tests rely on and cannot show by passing: that what is wrong is noticed, and
-// that nothing is left behind.
-#include "support/fake_daemon.h"
-#include "support/program.h"
+// What the end-to-end tests rely on and cannot show by passing.
+#include "support/screen.h"
 
-#include <filesystem>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 using namespace support;
-
-namespace {
-
-int connect_to(const std::string &path)
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    EXPECT_EQ(0, connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address)) << path;
-    return fd;
-}
-
-std::string failure_of(const std::function<void()> &action)
-{
-    try {
-        action();
-    } catch (const Failure &failure) {
-        return failure.what();
-    }
-    return "";
-}
-
-} // namespace
 
 TEST(ScreenTest, ComparisonSeesEveryKindOfDifference)
 {
@@ -60,36 +30,4 @@ TEST(ScreenTest, ComparisonSeesEveryKindOfDifference)
         EXPECT_NE(std::string::npos, difference.find(row.difference)) << difference;
     }
     EXPECT_NE("", compare(expected.picture(), Screen(2, 11).picture()));
-}
-
-TEST(ProgramTest, AWaitInVainShowsTheScreenAndTheBytes)
-{
-    Program program({.arguments = {"/usr/bin/printf", "on\\033[1mscreen"}});
-    const std::string message = failure_of([&] { program.wait_for("nothing like it"); });
-    EXPECT_NE(std::string::npos, message.find("nothing like it")) << message;
-    EXPECT_NE(std::string::npos, message.find("\nonscreen\n")) << message;
-    EXPECT_NE(std::string::npos, message.find("on\\x1b[1mscreen")) << message;
-}
-
-TEST(FakeDaemonTest, NoticesWhatWasNotExpectedAndRemovesWhatItMade)
-{
-    std::string directory;
-    {
-        FakeDaemon daemon;
-        directory = daemon.directory();
-        const int cmd = connect_to(directory + "/cmd.sck");
-        const int data = connect_to(directory + "/data.sck");
-        const std::string_view request = R"({"cmd":"FIRST","args":{"text":"}\"{"}})";
-        for (int sent = 0; sent < 2; ++sent) {
-            EXPECT_EQ(ssize_t(request.size()), write(cmd, request.data(), request.size()));
-        }
-        EXPECT_EQ(request, daemon.expect_command("FIRST"));
-        EXPECT_NE("", failure_of([&] { daemon.expect_command("SECOND"); }));
-        EXPECT_EQ(4, write(data, "a\0b\n", 4));
-        daemon.expect_received({"a\0b\n", 4});
-        EXPECT_NE("", failure_of([&] { daemon.expect_received("a"); }));
-        close(cmd);
-        close(data);
-    }
-    EXPECT_FALSE(std::filesystem::exists(directory));
 }

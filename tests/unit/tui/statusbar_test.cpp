@@ -76,19 +76,4 @@ TEST_F(Statusbar, IsCutByColumnsAndLeavesTheLastOneBlank)
     }
 }
 
-TEST_F(Statusbar, CutsAtTheWidthAndAtACharacter)
-{
-    answer(R"({"label":"é中x","users":"u","info":"i"})"); // 6 bytes from column 7 on
-    const struct {
-        size_t size;
-        const char *text;
-    } rows[] = {{2, ""},          {3, "L"},           {9, "Label: "},
-                {10, "Label: "},  {11, "Label: é"},   {12, "Label: é"},
-                {13, "Label: é"}, {14, "Label: é中"}, {15, "Label: é中x"}};
-    for (const auto &row : rows) {
-        std::string buffer(row.size, 'X');
-        EXPECT_STREQ(row.text, statusbar_format(bar, buffer.data(), row.size)) << row.size;
-    }
-}
-
 } // namespace
