@@ -47,6 +47,10 @@ TEST(TuiInput, KeysToPortBytes)
         {{"k\x1b[A"}, "k\x1b[A"},
         {{"\x1bx"}, "\x1bx"},
         {{"\x1b\xe9"}, "\x1b\xe9"}, // Alt and a letter of Latin-1
+        {{"\x80\x85\xbf\xfe\xff"}, "\x80\x85\xbf\xfe\xff"},
+        {{"\xe9x\xe4\xb8y", "\xe9", "z"}, "\xe9x\xe4\xb8y\xe9z"},
+        {{"\xc0\x80\xed\xa0\x80\xf8\x88\x80\x80\x80z"},
+         "\xc0\x80\xed\xa0\x80\xf8\x88\x80\x80\x80z"},
         {{"\x1b", "[A"}, "\x1b[A"},
         {{"\x1b", "[", "A", "q"}, "\x1b[Aq"},
         {{"\x1b[1;", "5C"}, "\x1b[1;5C"},

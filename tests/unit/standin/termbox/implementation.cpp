@@ -5,7 +5,6 @@
 #include <csignal>
 #include <utility>
 
-#include <poll.h>
 #include <pty.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -41,12 +40,6 @@ ssize_t interposed_write(int fd, const void *bytes, size_t count)
 #include <termbox2.h>
 #undef write
 
-std::string_view unparsed_input()
-{
-    EXPECT_EQ(global.in.buf[global.in.len], '\0');
-    return {global.in.buf, global.in.len};
-}
-
 int columns_of(uint32_t ch)
 {
     tb_glyph glyph = glyph_of(ch);
@@ -76,19 +69,6 @@ void TermboxTest::resize(int columns, int rows)
     winsize size = {static_cast<unsigned short>(rows), static_cast<unsigned short>(columns), 0, 0};
     ASSERT_EQ(ioctl(master, TIOCSWINSZ, &size), 0);
     ASSERT_EQ(raise(SIGWINCH), 0);
-}
-
-// A pty hands its input over in the kernel's own time.
-void TermboxTest::type(std::string_view bytes)
-{
-    ASSERT_EQ(write(master, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-    int held = 0;
-    for (int tries = 0; tries < 1000 && held < static_cast<int>(bytes.size()); tries++) {
-        pollfd readable = {slave, POLLIN, 0};
-        poll(&readable, 1, 10);
-        ioctl(slave, FIONREAD, &held);
-    }
-    ASSERT_EQ(held, static_cast<int>(bytes.size()));
 }
 
 std::string TermboxTest::take_output()

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -22,9 +21,8 @@ struct Interposed {
 };
 extern Interposed interposed;
 
-// Of the implementation's own state.
-std::string_view unparsed_input();
-int columns_of(uint32_t ch); // 0 for what is not sent just as it is
+// As the implementation has it; 0 for what is not sent just as it is.
+int columns_of(uint32_t ch);
 
 // A pty of 24 x 80, TERM xterm; the stand-in starts on it by start().
 struct TermboxTest : testing::Test {
@@ -32,7 +30,6 @@ struct TermboxTest : testing::Test {
     ~TermboxTest() override;
     int start() { return tb_init_file(path.c_str()); }
     void resize(int columns, int rows); // of the pty; announced by the signal
-    void type(std::string_view bytes);
     std::string take_output();
     std::string present();
     bool settings_are_as_found() const;
