@@ -19,45 +19,6 @@ constexpr long MEMORY_LIMIT = 16'000;
 
 } // namespace
 
-TEST(Fault, AStoppedDaemonLosesNothingAndKeepsNobodyBusy)
-{
-    for (const FrontEnd kind : {BASIC, TUI}) {
-        SCOPED_TRACE(kind);
-        const std::string key = "stopped-" + std::to_string(getpid());
-        Program daemon(
-            {.arguments = {ZORVAD_SIM, "--port", key, "--loopback"}, .output = {Stream::PIPE}});
-        daemon.wait_for("ready");
-        Launch setup{.arguments = {ZORVAD_CLIENT, key}};
-        if (kind == BASIC) {
-            setup.arguments.push_back("--basic-interface");
-        }
-        Program client(setup);
-        kind == BASIC ? client.wait_for("Ctrl-e\r\n") : client.wait_for_screen("Label: " + key);
-        const std::string greeting = kind == BASIC ? client.output() : "";
-        std::string typed;
-        for (int line = 0; typed.size() < 400'000; ++line) {
-            typed += std::to_string(line) + "\r\n";
-        }
-        typed += "the last line";
-        daemon.signal(SIGSTOP);
-        client.send(typed);
-        client.wait_until_read();
-        const long ticks = client.cpu_ticks();
-        EXPECT_FALSE(loop().run_until([] { return false; }, std::chrono::milliseconds(1200)));
-        EXPECT_LE(client.cpu_ticks() - ticks, 5);
-        daemon.signal(SIGCONT);
-        client.wait_for_screen("the last line");
-        EXPECT_TRUE(kind == TUI || client.output() == greeting + typed);
-        daemon.signal(SIGSTOP);
-        client.send("\5b\5d\5?\5q");
-        EXPECT_EQ(0, client.wait_for_exit());
-        EXPECT_EQ("", client.log() + client.error_output());
-        daemon.signal(SIGCONT);
-        daemon.signal(SIGTERM);
-        EXPECT_EQ(0, daemon.wait_for_exit());
-    }
-}
-
 TEST(Fault, AHangUpAtEveryStage)
 {
     const struct {

@@ -234,6 +234,10 @@ TEST(Relay, AStuckPortLeavesTheEscapeCommandsWorking)
         const std::string typed(600'000, 'k');
         session.client->send(typed);
         session.client->wait_until_taken();
+        session.client->wait_until_read();
+        const long ticks = session.client->cpu_ticks();
+        EXPECT_FALSE(loop().run_until([] { return false; }, std::chrono::milliseconds(1000)));
+        EXPECT_LE(session.client->cpu_ticks() - ticks, 5);
         session.client->send("\x05?"); // behind the keys, and dealt with
         session.client->wait_for_screen("====Terminal Port Help====");
         session.client->send("x"); // closes the popup
