@@ -113,41 +113,31 @@ TEST(Connection, KeyWithDirectories)
 
 TEST(Identity, SetUserForEachWayIn)
 {
-    const std::string head = R"({"cmd":"SET_USER","args":{"username":"tester","right":)";
     const struct {
-        std::vector<std::string> arguments;
+        const char *right;
         std::map<std::string, std::optional<std::string>> environment;
-        std::string rest;
+        std::string told_right, address, protocol;
     } rows[] = {
-        {{},
-         {{"SSH_CLIENT", "10.0.0.9 50122 22"}},
-         R"("access","remote_addr":"10.0.0.9:50122","protocol":"SSH"}})"},
-        {{"admin"},
-         {{"SSH_CLIENT", "fe80::1%eth0 50122 22"}},
-         R"("admin","remote_addr":"fe80::1%eth0:50122","protocol":"SSH"}})"},
-        {{"Admin"},
-         {{"SSH_CLIENT", "two words"}},
-         R"("Admin","remote_addr":"two words","protocol":"SSH"}})"},
-        {{},
-         {{"SSH_CLIENT", "a b c d"}, {"TELNET_CLIENT", "t"}},
-         R"("access","remote_addr":"a b c d","protocol":"SSH"}})"},
-        {{},
-         {{"SSH_CLIENT", ""}, {"WEB_CLIENT", "w"}},
-         R"("access","remote_addr":"","protocol":"SSH"}})"},
-        {{},
-         {{"TELNET_CLIENT", "host 23 x"}, {"WEB_CLIENT", "w"}},
-         R"("access","remote_addr":"host 23 x","protocol":"Telnet"}})"},
-        {{},
-         {{"WEB_CLIENT", "https://a/\"b\""}},
-         R"("access","remote_addr":"https://a/\"b\"","protocol":"Web"}})"},
-        {{"\xff\xe4\xb8"},
-         {{"SSH_CLIENT", "\xc3\xa9\xed\xa0\x80 1 2"}},
-         R"("???","remote_addr":"é???:1","protocol":"SSH"}})"},
+        {nullptr, {{"SSH_CLIENT", "10.0.0.9 50122 22"}}, "access", "10.0.0.9:50122", "SSH"},
+        {"admin", {{"SSH_CLIENT", "fe80::1%eth0 5 22"}}, "admin", "fe80::1%eth0:5", "SSH"},
+        {"Admin", {{"SSH_CLIENT", "two words"}}, "Admin", "two words", "SSH"},
+        {"a", {{"SSH_CLIENT", "a b c d"}, {"TELNET_CLIENT", "t"}}, "a", "a b c d", "SSH"},
+        {"a", {{"SSH_CLIENT", ""}, {"WEB_CLIENT", "w"}}, "a", "", "SSH"},
+        {"a", {{"TELNET_CLIENT", "h 2 x"}, {"WEB_CLIENT", "w"}}, "a", "h 2 x", "Telnet"},
+        {"a", {{"WEB_CLIENT", "https://a/\"b\""}}, "a", "https://a/\\\"b\\\"", "Web"},
+        {"\xff\xe4\xb8", {{"SSH_CLIENT", "\xc3\xa9\xed\xa0\x80 1 2"}}, "???", "é???:1", "SSH"},
     };
     for (const auto &row : rows) {
         Session session(BASIC);
-        session.start({.arguments = row.arguments, .environment = row.environment});
-        EXPECT_EQ(head + row.rest, session.daemon.last_command("SET_USER"));
+        Launch setup{.environment = row.environment};
+        if (row.right != nullptr) {
+            setup.arguments = {row.right};
+        }
+        session.start(setup);
+        EXPECT_EQ(R"({"cmd":"SET_USER","args":{"username":"tester","right":")" + row.told_right +
+                      R"(","remote_addr":")" + row.address + R"(","protocol":")" + row.protocol +
+                      "\"}}",
+                  session.daemon.last_command("SET_USER"));
     }
 }
 

@@ -23,19 +23,6 @@ struct Popup : testing::Test {
     }
 };
 
-TEST_F(Popup, DrawsItsTextInsideABorder)
-{
-    open("one\r\n\ttwo\n\xc3\xa9\033\x85", {10, 2, 20, 7});
-    EXPECT_EQ("          **********", screen.row(2));
-    EXPECT_EQ("          *one     *", screen.row(3));
-    EXPECT_EQ("          *    two *", screen.row(4));
-    EXPECT_EQ("          *##??    *", screen.row(5));
-    EXPECT_EQ(0xc3U, screen.cell(11, 5).ch);
-    EXPECT_EQ("          **********", screen.row(6));
-    EXPECT_EQ("", screen.row(7));
-    EXPECT_TRUE(screen.has_colours(10, 20, 4, TB_WHITE, TB_BLUE));
-}
-
 TEST_F(Popup, EndsItsTextAtTheRightAndTheBottomBorder)
 {
     open("12345678\nnever\n", {0, 0, 10, 6}); // fills the inner width exactly
