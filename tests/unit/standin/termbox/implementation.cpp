@@ -54,7 +54,6 @@ TermboxTest::TermboxTest()
     char name[256];
     EXPECT_EQ(openpty(&master, &slave, name, nullptr, &size), 0);
     path = name;
-    tcgetattr(slave, &found);
 }
 
 TermboxTest::~TermboxTest()
@@ -82,12 +81,4 @@ std::string TermboxTest::present()
     interposed.writes = 0;
     EXPECT_EQ(tb_present(), TB_OK);
     return take_output();
-}
-
-bool TermboxTest::settings_are_as_found() const
-{
-    termios now = {};
-    tcgetattr(slave, &now);
-    return now.c_iflag == found.c_iflag && now.c_oflag == found.c_oflag &&
-           now.c_lflag == found.c_lflag && std::equal(now.c_cc, now.c_cc + NCCS, found.c_cc);
 }

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <termios.h>
 #include <termbox2.h>
 
 #include "support/screen.h"
@@ -32,9 +31,7 @@ struct TermboxTest : testing::Test {
     void resize(int columns, int rows); // of the pty; announced by the signal
     std::string take_output();
     std::string present();
-    bool settings_are_as_found() const;
 
     int master = -1, slave = -1;
     std::string path;
-    termios found = {};
 };

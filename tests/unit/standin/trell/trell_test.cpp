@@ -119,65 +119,6 @@ TEST(JsonStream, LimitsDepthAndSize)
     }
 }
 
-TEST(Node, GettersTakeAnyType)
-{
-    const struct {
-        const char *json, *text;
-        int64_t integer;
-        double real;
-        bool boolean;
-    } rows[] = {
-        {"\"12\"", "12", 0, 0, false},
-        {"\"a\\u0000b\"", "a", 0, 0, false},
-        {"null", "", 0, 0, false},
-        {"true", "", 0, 0, true},
-        {"[1]", "", 0, 0, false},
-        {"-41.6 ", "", -41, -41.6, false},
-        {"999999999999999999 ", "", 999999999999999999, 1e18, false},
-        {"99999999999999999999 ", "", INT64_MAX, 9223372036854775808.0, false},
-        {"-99999999999999999999 ", "", INT64_MIN, -9223372036854775808.0, false},
-        {"1e30 ", "", INT64_MAX, 1e30, false},
-    };
-    for (const auto &row : rows) {
-        const Parsed parsed(row.json);
-        ASSERT_EQ(parsed.values.size(), 1u) << row.json;
-        const struct node *value = parsed.values[0];
-        EXPECT_STREQ(node_get_string(value), row.text) << row.json;
-        EXPECT_EQ(node_get_integer(value), row.integer) << row.json;
-        EXPECT_EQ(node_get_real(value), row.real) << row.json;
-        EXPECT_EQ(node_get_boolean(value), row.boolean) << row.json;
-    }
-    EXPECT_STREQ(node_get_string(nullptr), "");
-    EXPECT_EQ(node_get_integer(nullptr), 0);
-}
-
-TEST(Node, ObjectsAndArraysKeepTheirOrder)
-{
-    struct node *object = node_new_object();
-    EXPECT_TRUE(node_object_add(object, "cmd", node_new_string("a/\"\\\x01\n\xff")));
-    EXPECT_TRUE(node_object_add(object, "b", node_new_object()));
-    EXPECT_FALSE(node_object_add(object, "d", nullptr));
-    EXPECT_FALSE(node_object_add(nullptr, "d", node_new_object()));
-    EXPECT_EQ(node_object_get(object, "d"), nullptr);
-    char *text = json_stringify(object, 1);
-    EXPECT_STREQ(text, "{\"cmd\":\"a/\\\"\\\\\\u0001\\n\xff\",\"b\":{}}");
-    free(text);
-    node_free(object);
-
-    const Parsed parsed("[0,null,2,[],\"4\"]");
-    const struct node *array = parsed.values.at(0);
-    ASSERT_EQ(node_array_count(array), 5u);
-    const struct node *element = node_array_first(array);
-    for (const size_t index : {0u, 1u, 2u, 3u, 4u}) {
-        EXPECT_EQ(node_array_get(array, index), element);
-        EXPECT_EQ(node_array_first(element), nullptr);
-        element = node_array_next(element);
-    }
-    EXPECT_EQ(element, nullptr);
-    EXPECT_EQ(node_array_get(array, 5), nullptr);
-    EXPECT_EQ(node_array_count(nullptr), 0u);
-}
-
 // A program that was started, or why not, with our ends of its streams.
 struct Child {
     int in = -1, out = -1;
