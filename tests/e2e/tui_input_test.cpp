@@ -33,25 +33,20 @@ TEST(TuiInput, KeysToPortBytes)
         std::string port;
     } rows[] = {
         {{"a", "B", " ", "~"}, "aB ~"},
-        {{"typed in one go"}, "typed in one go"},
         {{controls + "\x7f"}, controls + "\x7f"},
         {{"\5\5"}, "\5"},
         {{"\5", "\5", "x"}, "\5x"},
-        {{"\5x"}, "x"},
         {{"\5Q\5B\5S"}, "QBS"},
         {{"\5p"}, "p"},
         {{"\x1b"}, "\x1b"},
-        {{"\x1b[A"}, "\x1b[A"},
         {{"\x1b[A\x1b[B\x1bOP\x1b[15~"}, "\x1b[A\x1b[B\x1bOP\x1b[15~"},
         {{"\x1b[Aabc\5q"}, "\x1b[Aabc\5q"}, // one burst, led by an escape: handed on as it is
-        {{"k\x1b[A"}, "k\x1b[A"},
         {{"\x1bx"}, "\x1bx"},
         {{"\x1b\xe9"}, "\x1b\xe9"}, // Alt and a letter of Latin-1
         {{"\x80\x85\xbf\xfe\xff"}, "\x80\x85\xbf\xfe\xff"},
         {{"\xe9x\xe4\xb8y", "\xe9", "z"}, "\xe9x\xe4\xb8y\xe9z"},
         {{"\xc0\x80\xed\xa0\x80\xf8\x88\x80\x80\x80z"},
          "\xc0\x80\xed\xa0\x80\xf8\x88\x80\x80\x80z"},
-        {{"\x1b", "[A"}, "\x1b[A"},
         {{"\x1b", "[", "A", "q"}, "\x1b[Aq"},
         {{"\x1b[1;", "5C"}, "\x1b[1;5C"},
         {{"\xc3\xa4\xe4\xb8\xad\xf0\x9f\x98\x80"}, "\xc3\xa4\xe4\xb8\xad\xf0\x9f\x98\x80"},

@@ -99,20 +99,12 @@ TEST(TuiScreen, OneColourPair)
 {
     Session tui(TUI);
     tui.start();
-    tui.daemon.send("\x1b[31;42mred\x1b[m\x1b[1;4;33mB\x1b[m\x1b[7mR");
+    tui.daemon.send("\x1b[31;42mred\x1b[m\x1b[1;4;33mB\x1b[m\x1b[7mR\xcc\x81");
     tui.expect_port_screen("red\x1b[1;4mB\x1b[m\x1b[7mR");
     EXPECT_EQ((Cell{.text = "r", .foreground = WHITE, .background = OWN}), tui.screen().cell(0, 0));
     EXPECT_EQ((Cell{.text = "B", .bold = true, .underline = true, .foreground = WHITE}),
               tui.screen().cell(0, 3));
     EXPECT_EQ((Cell{.text = "R", .reverse = true, .foreground = WHITE}), tui.screen().cell(0, 4));
-}
-
-TEST(TuiScreen, ACombiningMarkLeavesItsCharacter)
-{
-    Session tui(TUI);
-    tui.start();
-    tui.daemon.send("e\xcc\x81x");
-    tui.client->wait_for_screen("ex");
 }
 
 TEST(TuiScreen, AfterAResizeAsIfDrawnAfresh)
@@ -126,19 +118,6 @@ TEST(TuiScreen, AfterAResizeAsIfDrawnAfresh)
         tui.resize(rows, columns);
         tui.daemon.send(form(rows - 1, columns));
         tui.expect_port_screen(form(rows - 1, columns));
-    }
-}
-
-TEST(TuiScreen, AShrunkAndGrownScreenKeepsNothingOld)
-{
-    Session tui(TUI);
-    tui.start();
-    tui.daemon.send(numbered_lines(10) + "last");
-    tui.client->wait_for_screen("last");
-    for (const auto &[rows, columns] :
-         std::vector<std::pair<int, int>>{{24, 30}, {40, 30}, {40, 100}}) {
-        tui.resize(rows, columns);
-        tui.expect_port_screen(numbered_lines(10) + "last");
     }
 }
 

@@ -85,10 +85,4 @@ TEST_F(CommandChannel, AnEscapeThatIsATreeCostsAFixedMultipleOfItsBytes)
     EXPECT_LT((peak_kilobytes() - before) * 1024L, 70 * static_cast<long>(reply.size()));
 }
 
-TEST_F(CommandChannel, RefusesARequestThatCouldNotBeBuilt)
-{
-    EXPECT_EQ(-1, send_command(zorvad, nullptr, nullptr, nullptr));
-    EXPECT_TRUE(list_empty(&zorvad.commands));
-}
-
 } // namespace

@@ -70,20 +70,17 @@ struct ScreenTest : testing::Test {
 TEST_F(ScreenTest, TheModesOfTheKeysLastBeyondAStop)
 {
     const auto modes = [this] {
-        std::string shown;
+        std::string shown, on;
         for (int i = 0; i < 20; i++) { // a picture may take several
             (void)uloop_run_timeout(1);
             shown += shown_on(screen.terminal);
         }
-        std::string on;
         for (const auto &[set, reset] : {std::pair{"\033[?1h", "\033[?1l"},
                                          {"\033=", "\033>"},
                                          {"\033[?2004h", "\033[?2004l"}}) {
-            const size_t last = shown.rfind(set);
-            const size_t off = shown.rfind(reset);
-            const bool is_on =
-                last != std::string::npos && (off == std::string::npos || last > off);
-            on += is_on ? '1' : off != std::string::npos ? '0' : '-';
+            const auto last = static_cast<ssize_t>(shown.rfind(set)); // npos is before all
+            const auto off = static_cast<ssize_t>(shown.rfind(reset));
+            on += last > off ? '1' : off > last ? '0' : '-';
         }
         return on;
     };

@@ -169,21 +169,6 @@ TEST_F(Stack, HoldsSoManyBoxesAndNoMore)
     widget_list = nullptr;
 }
 
-TEST_F(Stack, SkipsWhatAWidgetDoesNotDo)
-{
-    Widget *bare = zalloc<Widget>();
-    bare->priv = const_cast<char *>("n");
-    bare->destroy = [](Widget *self) { note(self, 'x'); };
-    widget_list_add(list, bare);
-    widget_list_input("x", 1, list); // swallowed
-    widget_list_feed("x", 1, list);
-    widget_list_refresh(&list->refresh);
-    widget_list_resize(list, 24, 80);
-    EXPECT_EQ(std::string::npos, calls.find('i'));
-    widget_list_remove(list, bare);
-    EXPECT_NE(std::string::npos, calls.find("nx"));
-}
-
 TEST(Rectangles, OverlapStrictly)
 {
     const Rectangle place = {2, 2, 5, 4};
@@ -192,21 +177,6 @@ TEST(Rectangles, OverlapStrictly)
         EXPECT_FALSE(overlaps(place, other));
     }
     EXPECT_EQ((Rectangle{4, 3, 5, 4}), intersection(place, {4, 3, 9, 9}));
-}
-
-TEST(EmptyStack, StopsItsRefresh)
-{
-    BackBuffer screen(80, 24);
-    WidgetList *list = widget_list_new(24, 80);
-    EXPECT_TRUE(list->refresh.pending);
-    uloop_timeout_cancel(&list->refresh);
-    widget_list_refresh(&list->refresh);
-    EXPECT_FALSE(list->refresh.pending);
-    widget_list_feed("x", 1, list);
-    widget_list_input("x", 1, list);
-    widget_list_resize(list, 1, 1);
-    EXPECT_EQ(24, list->height);
-    widget_list_free(list);
 }
 
 } // namespace
