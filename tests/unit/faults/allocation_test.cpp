@@ -20,6 +20,7 @@
 #include "link/command.h"
 #include "main/identity.h"
 #include "main/options.h"
+#include "tui/popup.h"
 #include "tui/port_history.h"
 #include "tui/widget/widget_list.h"
 #include "unit/faults/failing_allocator.h"
@@ -212,6 +213,21 @@ TEST(FailingAllocations, OfTheBasicInterface)
                   {"Could not allocate command\n", "Could not send username command\n",
                    "Could not send port info command\n", "Could not send list sessions command\n",
                    "Could not send serial break command\n"});
+}
+
+TEST(FailingAllocations, OfAPopupLeaveNothingBehind)
+{
+    for (const int number : {1, 2, 3, 0}) {
+        const int before = allocations_in_use();
+        allocation_fail_at(number);
+        Widget *popup = popup_new("text", 0, 0, 9, 9, nullptr);
+        EXPECT_EQ(number == 0, popup != nullptr);
+        if (popup != nullptr) {
+            popup->destroy(popup);
+            free(popup);
+        }
+        EXPECT_EQ(before, allocations_in_use());
+    }
 }
 
 TEST(FailingAllocations, OfTheCommandLine)

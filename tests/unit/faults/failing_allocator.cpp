@@ -12,6 +12,13 @@ namespace {
 
 int left; // allocations until the one that fails
 bool failed;
+int in_use;
+
+void *counted(void *memory)
+{
+    in_use += memory != nullptr ? 1 : 0;
+    return memory;
+}
 
 bool fails()
 {
@@ -36,6 +43,11 @@ bool allocation_has_failed()
     return failed;
 }
 
+int allocations_in_use()
+{
+    return in_use;
+}
+
 // The names that the linker gives.
 extern "C" {
 void *__real_malloc(size_t size);
@@ -53,14 +65,23 @@ char *__wrap_strndup(const char *text, size_t length);
 int __wrap_vasprintf(char **text, const char *format, va_list arguments);
 int __wrap_asprintf(char **text, const char *format, ...);
 
+void __real_free(void *memory);
+void __wrap_free(void *memory);
+
+void __wrap_free(void *memory)
+{
+    in_use -= memory != nullptr ? 1 : 0;
+    __real_free(memory);
+}
+
 void *__wrap_malloc(size_t size)
 {
-    return fails() ? nullptr : __real_malloc(size);
+    return fails() ? nullptr : counted(__real_malloc(size));
 }
 
 void *__wrap_calloc(size_t count, size_t size)
 {
-    return fails() ? nullptr : __real_calloc(count, size);
+    return fails() ? nullptr : counted(__real_calloc(count, size));
 }
 
 void *__wrap_realloc(void *memory, size_t size)
@@ -70,7 +91,7 @@ void *__wrap_realloc(void *memory, size_t size)
 
 char *__wrap_strdup(const char *text)
 {
-    return fails() ? nullptr : __real_strdup(text);
+    return fails() ? nullptr : static_cast<char *>(counted(__real_strdup(text)));
 }
 
 char *__wrap_strndup(const char *text, size_t length)

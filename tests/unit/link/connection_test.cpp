@@ -93,12 +93,15 @@ TEST(Turn, RepliesGiveWay)
 TEST(Data, ThePortIsNotStuckWhenItTakesNothingEverAgain)
 {
     static bool drained;
+    drained = false;
     Connected daemon;
     EXPECT_FALSE(port_is_stuck(zorvad));
-    zorvad.on_port_drained = [] { drained = true; };
     const std::string bytes(TYPED_LIMIT + 1000000, 'x');
     ustream_write(&zorvad.data_stream.stream, bytes.data(), static_cast<int>(bytes.size()), false);
     EXPECT_TRUE(port_is_stuck(zorvad));
+    zorvad.on_port_drained = [] { drained = true; };
+    EXPECT_FALSE(receive(daemon.data, 300000).empty());
+    EXPECT_FALSE(drained);
     shutdown(daemon.data, SHUT_RD);
     EXPECT_FALSE(receive(daemon.data, TYPED_LIMIT).empty()); // makes room: the next write fails
     EXPECT_TRUE(run_until([] { return drained; }));

@@ -90,10 +90,20 @@ TEST_F(TermWidget, ShowsNewerEmojiAsTheyAre)
 TEST_F(TermWidget, PaintsWhatMovedAsAWholePaintDoes)
 {
     widget_list = list;
-    const std::string pieces[] = {"\r\n\r\nab",       "\033[2S",    "\033[T",    "\033[3L",
-                                  "\033[M",           "\0338\033M", "\033[5;9r", "\033[r",
-                                  "\033[9;3Hx\u4e2d", "\033[2J",    "\033[3@",   "\033[2P",
-                                  "\033[1;4mfg\033[m"};
+    const std::string pieces[] = {"\r\n\r\nab",
+                                  "\033[2S",
+                                  "\033[T",
+                                  "\033[3L",
+                                  "\033[M",
+                                  "\0338\033M",
+                                  "\033[5;9r",
+                                  "\033[r",
+                                  "\033[9;3Hx\u4e2d",
+                                  "\033[2J",
+                                  "\033[3@",
+                                  "\033[2P",
+                                  "\033[1;4mfg\033[m",
+                                  "\033[1;4r\033[4H\n\033[9;15r\033[9H\033M\033[r"};
     const auto shown = [this] {
         std::string cells;
         for (int i = 0; i < 80 * 24; i++) {
