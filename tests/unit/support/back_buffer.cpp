@@ -59,13 +59,3 @@ std::string BackBuffer::row(int y) const
     result.erase(result.find_last_not_of(' ') + 1);
     return result;
 }
-
-bool BackBuffer::has_colours(int x0, int x1, int y, uintattr_t fg, uintattr_t bg) const
-{
-    for (int x = x0; x < x1; x++) {
-        if (cell(x, y).fg != fg || cell(x, y).bg != bg) {
-            return false;
-        }
-    }
-    return true;
-}

@@ -19,6 +19,4 @@ struct BackBuffer {
     std::string text(int x0, int x1, int y) const;
     // A row without the blanks at its end.
     std::string row(int y) const;
-    // The colours of a row's cells from x0 to x1 - 1 are all these.
-    bool has_colours(int x0, int x1, int y, uintattr_t fg, uintattr_t bg) const;
 };
