@@ -41,6 +41,36 @@ int full_cost(const Pictures &pictures, int y)
     return pictures.costs[y] > 0 ? pictures.costs[y] + MOVE_COST : 0;
 }
 
+bool is_same_cell(const tb_cell &one, const tb_cell &other)
+{
+    return cell_bits(one) == cell_bits(other);
+}
+
+// The cells that differ, as the bytes that they take. shown is null for an empty row.
+int row_cost(const tb_cell *wanted, const tb_cell *shown, int width)
+{
+    int end = width; // what follows are blanks
+    while (end > 0 && is_blank(wanted[end - 1])) {
+        end--;
+    }
+    int cost = 0;
+    int next = -1; // column behind the last cell sent
+    for (int x = 0; x < end; x++) {
+        const bool differs =
+            shown == nullptr ? !is_blank(wanted[x]) : !is_same_cell(wanted[x], shown[x]);
+        if (differs) {
+            cost += 1 + (next < 0 ? MOVE_COST : std::min(x - next, MOVE_COST));
+            next = x + 1;
+        }
+    }
+    for (int x = end; shown != nullptr && x < width; x++) {
+        if (!is_same_cell(wanted[x], shown[x])) {
+            return cost + ERASE_COST + (next < 0 ? MOVE_COST : 0);
+        }
+    }
+    return cost;
+}
+
 int cost_now(const Pictures &pictures, int y)
 {
     return is_unchanged(pictures, y)
@@ -174,30 +204,6 @@ Shift find_blanked(const Pictures &pictures)
 }
 
 } // namespace
-
-int row_cost(const tb_cell *wanted, const tb_cell *shown, int width)
-{
-    int end = width; // what follows are blanks
-    while (end > 0 && is_blank(wanted[end - 1])) {
-        end--;
-    }
-    int cost = 0;
-    int next = -1; // column behind the last cell sent
-    for (int x = 0; x < end; x++) {
-        const bool differs =
-            shown == nullptr ? !is_blank(wanted[x]) : !is_same_cell(wanted[x], shown[x]);
-        if (differs) {
-            cost += 1 + (next < 0 ? MOVE_COST : std::min(x - next, MOVE_COST));
-            next = x + 1;
-        }
-    }
-    for (int x = end; shown != nullptr && x < width; x++) {
-        if (!is_same_cell(wanted[x], shown[x])) {
-            return cost + ERASE_COST + (next < 0 ? MOVE_COST : 0);
-        }
-    }
-    return cost;
-}
 
 Shift find_shift(const Pictures &pictures, int margin_top, int margin_bottom)
 {

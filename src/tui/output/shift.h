@@ -24,11 +24,6 @@ inline bool is_blank(const tb_cell &cell)
     return cell_bits(cell) == std::bit_cast<uint64_t>(BLANK_CELL);
 }
 
-inline bool is_same_cell(const tb_cell &one, const tb_cell &other)
-{
-    return cell_bits(one) == cell_bits(other);
-}
-
 // Two pictures of height rows of width cells. Rows are compared by their hashes: equal ones look
 // the same.
 struct Pictures {
@@ -51,6 +46,3 @@ struct Shift {
 // The shift after which the least has to be sent, or none when all of them cost more than they
 // save. The margins that are set cost nothing.
 Shift find_shift(const Pictures &pictures, int margin_top, int margin_bottom);
-
-// The cells that differ, as the bytes that they take. shown is null for an empty row.
-int row_cost(const tb_cell *wanted, const tb_cell *shown, int width);

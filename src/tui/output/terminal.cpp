@@ -66,6 +66,14 @@ void erase_to_end(Rewriter &rewriter, int x, int y)
     rewriter.erased_y = y;
 }
 
+// The terminal's cursor is here.
+void set_position(Rewriter &rewriter, int x, int y)
+{
+    rewriter.x = rewriter.column_limit = x;
+    rewriter.y = y;
+    rewriter.column_known = rewriter.row_known = true;
+}
+
 } // namespace
 
 void terminal_put(Rewriter &rewriter, std::string_view bytes)
@@ -97,13 +105,6 @@ void terminal_forget(Rewriter &rewriter)
     rewriter.forgotten = true;
 }
 
-void terminal_at(Rewriter &rewriter, int x, int y)
-{
-    rewriter.x = rewriter.column_limit = x;
-    rewriter.y = y;
-    rewriter.column_known = rewriter.row_known = true;
-}
-
 void terminal_take_margins_off(Rewriter &rewriter)
 {
     if (rewriter.margins) {
@@ -132,7 +133,7 @@ void terminal_set_margins(Rewriter &rewriter, int top, int bottom)
     rewriter.margins_certain = true;
     rewriter.top = top;
     rewriter.bottom = bottom;
-    terminal_at(rewriter, 0, 0);
+    set_position(rewriter, 0, 0);
 }
 
 void terminal_change_pen(Rewriter &rewriter, const Pen &pen)
@@ -172,7 +173,7 @@ void terminal_sync_position(Rewriter &rewriter)
                                  rewriter.pen_background};
     char bytes[MOVE_MAX];
     terminal_put(rewriter, {bytes, shortest_move(context, rewriter.to_x, rewriter.to_y, bytes)});
-    terminal_at(rewriter, rewriter.to_x, rewriter.to_y);
+    set_position(rewriter, rewriter.to_x, rewriter.to_y);
 }
 
 // Sends the blanks held back: the end of a row is erased where that is shorter.

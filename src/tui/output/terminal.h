@@ -14,9 +14,6 @@ void terminal_flush(Rewriter &rewriter);
 // Nothing is known any more.
 void terminal_forget(Rewriter &rewriter);
 
-// The terminal's cursor is here.
-void terminal_at(Rewriter &rewriter, int x, int y);
-
 void terminal_take_margins_off(Rewriter &rewriter);
 
 // Lets rows top to bottom scroll, both included.
