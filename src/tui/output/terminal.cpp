@@ -5,6 +5,9 @@
 
 namespace {
 
+// Takes the margins off, on any terminal that a rewriter is used for. The cursor goes home.
+constexpr std::string_view MARGINS_OFF = "\033[r";
+
 constexpr std::string_view ERASE_TO_END = "\033[K";
 
 // What no pen is, so that any change from it sets everything.

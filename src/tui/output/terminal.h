@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-#include "tui/output/rewriter.h"
+#include "tui/output/state.h"
 
 // Bytes as they are, which leave what is known as it is; they are gathered.
 void terminal_put(Rewriter &rewriter, std::string_view bytes);
