@@ -62,12 +62,29 @@ void paint(const Widget *widget, const Rectangle &place)
 }
 
 // libvterm reports every cell, and the whole screen for each line that scrolls: the damage is noted
-// and painted when the picture is due.
+// and painted when the picture is due. Once every row is damaged there is nothing more to say.
 int on_damage_noted(VTermRect rectangle, void *user)
 {
-    row_damage_note(context_of(static_cast<Widget *>(user))->damage, rectangle.start_row,
-                    rectangle.end_row);
+    const Widget *widget = static_cast<Widget *>(user);
+    TermContext &context = *context_of(widget);
+    const int16_t *rows = context.damage.painted_in;
+    const int row = rectangle.start_row;
+    if (rectangle.end_row == row + 1 && row >= 0 && row < GUARD_MAX_ROWS &&
+        rows[row] == ROW_DAMAGED && context.damage.dest_end == 0) {
+        return 1;
+    }
+    row_damage_note(context.damage, row, rectangle.end_row);
+    const int count = std::clamp(widget->y1 - widget->y0, 0, GUARD_MAX_ROWS);
+    if (std::all_of(rows, rows + count, [](int16_t from) { return from == ROW_DAMAGED; })) {
+        context.callbacks.damage = nullptr;
+    }
     return 1;
+}
+
+void forget_damage(TermContext &context)
+{
+    row_damage_clear(context.damage);
+    context.callbacks.damage = on_damage_noted;
 }
 
 void show_cursor(Widget *widget)
@@ -120,7 +137,7 @@ void paint_damage(Widget *widget)
             paint(widget, {0, row, widget->x1 - widget->x0, row + 1});
         }
     }
-    row_damage_clear(damage);
+    forget_damage(*context_of(widget));
     show_cursor(widget);
 }
 
@@ -216,7 +233,7 @@ void term_resize(int x0, int y0, int x1, int y1, Widget *widget)
     limit_pieces(context->conn, y1 - y0, x1 - x0);
     vterm_screen_flush_damage(vterm_obtain_screen(context->vt));
     paint(widget, widget_rectangle(*widget)); // nothing of the old picture stays
-    row_damage_clear(context->damage);
+    forget_damage(*context);
     show_cursor(widget);
 }
 
@@ -254,7 +271,6 @@ void fill_context(TermContext &context, DaemonConnection *conn)
 {
     context.conn = conn;
     context.callbacks = {};
-    context.callbacks.damage = on_damage_noted;
     context.callbacks.moverect = on_moverect;
     context.callbacks.movecursor = on_movecursor;
     context.callbacks.settermprop = on_settermprop;
@@ -264,7 +280,7 @@ void fill_context(TermContext &context, DaemonConnection *conn)
     context.callbacks.sb_popline = on_popline;
     context.guard.callbacks = &context.callbacks;
     INIT_LIST_HEAD(&context.scrollback);
-    row_damage_clear(context.damage);
+    forget_damage(context);
     context.fg = TB_WHITE;
     context.bg = TB_DEFAULT;
 }
