@@ -15,23 +15,27 @@ DaemonConnection zorvad;
 
 namespace {
 
-// A piece of port output where control bytes are counted, and what they are counted in first.
+// A piece of port output where control bytes are counted, and how many bytes are at once.
 constexpr int32_t PIECE = 16384;
-constexpr int32_t BLOCK = 64;
+constexpr int32_t BLOCK = 8;
 
-// What control bytes may cost at most, in quarters of the most expensive: a line feed only moves
-// the screen, a return nothing.
-constexpr int32_t CONTROL = 4;
+constexpr uint64_t EACH = 0x0101010101010101;
+constexpr uint64_t LOW_BITS = EACH * 0x7f;
 
-int32_t cost_of(const char *bytes, int32_t length)
+// 1 in the place of each byte that is that one.
+uint64_t mark(uint64_t block, char byte)
 {
-    int32_t cost = 0;
-    for (int32_t i = 0; i < length; i++) {
-        const auto byte = static_cast<unsigned char>(bytes[i]);
-        cost += (byte < 0x20 ? CONTROL : 0) - (byte == '\n' ? CONTROL - 1 : 0) -
-                (byte == '\r' ? CONTROL : 0);
-    }
-    return cost;
+    const uint64_t differing = block ^ (EACH * static_cast<unsigned char>(byte));
+    return ~(((differing & LOW_BITS) + LOW_BITS) | differing) >> 7 & EACH;
+}
+
+// How many control bytes are in the block, which the other one follows a byte later. A return does
+// nothing that takes time; to fill the screen (ESC # 8) takes as long as five others.
+int32_t count_controls(uint64_t block, uint64_t followers)
+{
+    const uint64_t controls = ~(((block & LOW_BITS) + EACH * 0x60) | block) >> 7 & EACH;
+    const uint64_t fills = mark(block, '\033') & mark(followers, '#');
+    return static_cast<int32_t>((controls - mark(block, '\r') + 4 * fills) * EACH >> 56);
 }
 
 // The length of the next piece, which ends in front of a control byte where it has its number of
@@ -42,20 +46,27 @@ int32_t piece_length(const char *bytes, int32_t length, int32_t controls)
         return length;
     }
     length = std::min(length, PIECE);
-    int32_t left = controls * CONTROL;
     int32_t at = 0;
-    while (at < length) {
-        const int32_t block = std::min(BLOCK, length - at);
-        const int32_t cost = cost_of(bytes + at, block);
-        if (cost > left) {
+    uint64_t block = 0;
+    uint64_t followers = 0;
+    for (; at + BLOCK < length; at += BLOCK) {
+        memcpy(&block, bytes + at, BLOCK);
+        memcpy(&followers, bytes + at + 1, BLOCK);
+        const int32_t count = count_controls(block, followers);
+        if (count > controls) {
             break;
         }
-        left -= cost;
-        at += block;
+        controls -= count;
     }
-    while (at < length && (left > 0 || cost_of(bytes + at, 1) == 0)) {
-        left -= cost_of(bytes + at, 1);
-        at++;
+    for (; at < length; at++) {
+        const char follower = at + 1 < length ? bytes[at + 1] : '\0';
+        block = EACH * ' ' ^ static_cast<unsigned char>(bytes[at] ^ ' ');
+        followers = static_cast<unsigned char>(follower);
+        const int32_t count = count_controls(block, followers);
+        if (count > 0 && controls <= 0) {
+            break;
+        }
+        controls -= count;
     }
     return at;
 }

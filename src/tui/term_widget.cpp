@@ -201,8 +201,8 @@ int on_popline(int cols, VTermScreenCell *cells, void *user)
 }
 
 // Control bytes of a piece times cells: each may have libvterm go over the whole screen, which
-// takes some 25 ns a cell, so that a piece takes some 25 ms at most.
-constexpr int32_t PIECE_CELLS = 1024 * 1024;
+// takes some 3 ns a cell, so that a piece takes some 25 ms at most.
+constexpr int32_t PIECE_CELLS = 8 * 1024 * 1024;
 
 void limit_pieces(DaemonConnection *conn, int rows, int cols)
 {

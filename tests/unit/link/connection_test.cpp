@@ -68,8 +68,9 @@ TEST(Turn, PortOutputGivesWayBetweenTwoPieces)
         std::string bytes;
         std::vector<int32_t> pieces;
     } rows[] = {{0, line + line + line, {303}},
-                {1, line + line + line + line + line + "\033\033[", {404, 102, 2}},
-                {1, "\r\n\r\n\r\n\r\n\r\n", {9, 1}},
+                {2, line + line + line + "\033\033[\033", {202, 102, 3}},
+                {1, "\r\n\r\n\r", {3, 2}},
+                {6, "0123456\033#8\n0123456\033#8\n\033#8\n", {18, 4, 4}},
                 {1, "ab\033[2J\033[2J\n", {6, 4, 1}},
                 {9, std::string(20000, 'x'), {16384, 3616}}};
     for (const auto &row : rows) {

@@ -50,7 +50,7 @@ TEST_F(TermWidget, TakesSmallerPiecesOnALargerScreen)
     while (flood.size() < 12000) {
         flood += "\033#8";
     }
-    int32_t limit = 4096;
+    int32_t limit = 16384;
     for (const int size : {23, 100, 400}) {
         longest = total = 0;
         terminal->resize(0, 0, 2 * size, size, terminal);
@@ -59,7 +59,7 @@ TEST_F(TermWidget, TakesSmallerPiecesOnALargerScreen)
         EXPECT_LE(longest, limit);
         limit = longest / 4;
     }
-    EXPECT_LE(longest, 9);
+    EXPECT_LE(longest, 18);
 }
 
 TEST_F(TermWidget, ShowsACursorThatMovedWhileItWasHidden)
