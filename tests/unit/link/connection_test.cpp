@@ -73,10 +73,13 @@ TEST(Turn, PortOutputGivesWayBetweenTwoPieces)
                 {6, "0123456\033#8\n0123456\033#8\n\033#8\n", {18, 4, 4}},
                 {1, "ab\033[2J\033[2J\n", {6, 4, 1}},
                 {9, std::string(20000, 'x'), {16384, 3616}}};
+    int64_t total = 0;
     for (const auto &row : rows) {
         zorvad.piece_controls = row.controls;
         send_all(daemon.data, row.bytes);
+        total += static_cast<int64_t>(row.bytes.size());
         expect_one_a_round(row.pieces);
+        EXPECT_EQ(total, zorvad.port_output.bytes);
     }
 }
 
