@@ -152,9 +152,4 @@ std::string Client::login(const std::string &user)
                R"(","right":"admin","protocol":"Console"}})");
 }
 
-bool Client::ends()
-{
-    return data.receive_all() == "" && data.ended();
-}
-
 } // namespace sim_test

@@ -54,6 +54,8 @@ public:
     // Everything up to the end of file; ended() tells whether it came.
     std::string receive_all();
     bool ended() const { return ended_; }
+    // The end comes next.
+    bool ends() { return receive_all() == "" && ended_; }
 
 private:
     bool more(size_t limit);
@@ -70,8 +72,6 @@ struct Client {
     std::string ask(const std::string &request);
     std::string command(const std::string &name) { return ask("{\"cmd\":\"" + name + "\"}"); }
     std::string login(const std::string &user);
-    // The data connection's end comes next.
-    bool ends();
 
     Connection command_socket;
     Connection data;

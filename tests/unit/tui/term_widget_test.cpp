@@ -32,12 +32,6 @@ struct TermWidget : testing::Test {
     }
 };
 
-TEST_F(TermWidget, SendsInputToThePortAsItIs)
-{
-    widget_list_input("\033[A\0x", 5, list);
-    EXPECT_EQ(std::string("\033[A\0x", 5), receive(daemon.data, 5));
-}
-
 // Each of these sequences goes over every cell, so a large screen gets few of them at a time.
 TEST_F(TermWidget, TakesSmallerPiecesOnALargerScreen)
 {

@@ -99,121 +99,49 @@ struct Ubox : testing::Test {
 };
 
 std::string log;
+uloop_timeout timers[6];
 
-// A watch and a timer that write down their name, and do something more on request.
-struct Named {
-    struct Record {
-        uloop_fd watch;
-        uloop_timeout timer;
-        Named *owner;
-    } record{};
-    std::string name;
-    std::function<void()> then;
-    uloop_fd &watch = record.watch;
-    uloop_timeout &timer = record.timer;
-
-    explicit Named(
-        std::string its_name, std::function<void()> action = [] {})
-        : name(std::move(its_name)), then(std::move(action))
-    {
-        record.owner = this;
-        watch.cb = [](uloop_fd *fd, unsigned) { container_of(fd, Record, watch)->owner->told(); };
-        timer.cb = [](uloop_timeout *due) {
-            EXPECT_FALSE(due->pending);
-            container_of(due, Record, timer)->owner->told();
-        };
-    }
-    Named(const Named &) = delete;
-    ~Named()
-    {
-        uloop_timeout_cancel(&timer);
-        uloop_fd_delete(&watch);
-    }
-    void told()
-    {
-        log += name;
-        then();
-    }
-    void watch_end(const Pair &pair)
-    {
-        // Edge-triggered: what one round has fetched must be kept for the next.
-        watch.fd = pair.fd[0];
-        EXPECT_EQ(uloop_fd_add(&watch, ULOOP_READ | ULOOP_EDGE_TRIGGER), 0);
-    }
-};
-
-struct Loop : Ubox {
-    Loop() { log.clear(); }
-};
-
-TEST_F(Loop, timers_run_by_time_then_by_age)
+void note_timer(uloop_timeout *due)
 {
-    Named a("a"), b("b"), c("c"), d("d"), e("e"), far("f");
-    uloop_timeout_set(&far.timer, INT_MAX);
-    uloop_timeout_set(&d.timer, 30);
-    uloop_timeout_set(&c.timer, 10);
-    uloop_timeout_set(&a.timer, -5);
-    uloop_timeout_set(&b.timer, 10);
-    uloop_timeout_set(&e.timer, 5);
-    EXPECT_EQ(uloop_timeout_cancel(&e.timer), 0);
-    EXPECT_EQ(uloop_timeout_cancel(&e.timer), -1);
-    uloop_timeout_set(&e.timer, 5);
-    uloop_timeout_set(&e.timer, 100'000);
+    EXPECT_FALSE(due->pending);
+    log += static_cast<char>('a' + (due - timers));
+    uloop_cancelled = true;
+}
+
+void set_timers(std::initializer_list<int> delays)
+{
+    log.clear();
+    uloop_timeout *timer = timers;
+    for (const int delay : delays) {
+        timer->cb = note_timer;
+        EXPECT_EQ(uloop_timeout_set(timer++, delay), 0);
+    }
+}
+
+TEST_F(Ubox, timers_run_by_time_then_by_age)
+{
+    set_timers({30, 10, 10, -5, 5, INT_MAX});
+    EXPECT_EQ(uloop_timeout_cancel(&timers[4]), 0);
+    EXPECT_EQ(uloop_timeout_cancel(&timers[4]), -1);
+    EXPECT_EQ(uloop_timeout_set(&timers[4], 5), 0);
+    EXPECT_EQ(uloop_timeout_set(&timers[4], 100'000), 0);
     const auto start = Clock::now();
     run_until([&] { return log.size() == 4; });
-    EXPECT_EQ(log, "acbd");
+    EXPECT_EQ(log, "dbca");
     EXPECT_GE(Clock::now() - start, milliseconds(28));
+    uloop_timeout_cancel(&timers[4]);
+    uloop_timeout_cancel(&timers[5]);
 }
 
-TEST_F(Loop, round_delivers_one_event_after_due_timers)
+TEST_F(Ubox, cancellation_before_a_run_is_forgotten)
 {
-    Pair pairs[2] = {socket_pair(), socket_pair()};
-    Named timer("t");
-    const auto arm = [&] { uloop_timeout_set(&timer.timer, 0); };
-    Named watches[2] = {Named("w", arm), Named("w", arm)};
-    for (int i = 0; i < 2; i++) {
-        watches[i].watch_end(pairs[i]);
-        pairs[i].send("x");
-    }
-    for (const char *so_far : {"w", "wtw"}) {
-        EXPECT_EQ(uloop_run_timeout(1000), 0);
-        EXPECT_EQ(log, so_far);
-    }
-    run_until_idle();
-    EXPECT_EQ(log, "wtwt");
-}
-
-TEST_F(Loop, cancellation_before_a_run_is_forgotten)
-{
-    Named timer("t", [] { uloop_cancelled = true; });
     uloop_cancelled = true;
-    uloop_timeout_set(&timer.timer, 1);
+    set_timers({1});
     EXPECT_EQ(uloop_run_timeout(-1), 0);
-    EXPECT_EQ(log, "t");
+    EXPECT_EQ(log, "a");
     EXPECT_TRUE(uloop_cancelled);
     EXPECT_EQ(uloop_run_timeout(0), 0);
     EXPECT_FALSE(uloop_cancelled);
-}
-
-TEST_F(Loop, callback_may_remove_watches_whose_events_wait)
-{
-    Pair pairs[3] = {socket_pair(), socket_pair(), socket_pair()};
-    Named *watches[3];
-    for (int i = 0; i < 3; i++) {
-        watches[i] = new Named("w", [&] {
-            for (Named *&each : watches) {
-                EXPECT_EQ(uloop_fd_delete(&each->watch), 0);
-                EXPECT_FALSE(each->watch.registered);
-            }
-        });
-        watches[i]->watch_end(pairs[i]);
-        pairs[i].send("x");
-    }
-    run_until_idle();
-    EXPECT_EQ(log, "w");
-    for (const Named *each : watches) {
-        delete each;
-    }
 }
 
 // A stream that writes down what it is told. By default it consumes all that it reads.
