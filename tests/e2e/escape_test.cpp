@@ -106,6 +106,7 @@ TEST(Escape, CharacterOfThePort)
         {"155", "?", "", "", '\x9b'},
         {"226", "\xc3\xa2", "\xe2\xe2", "\xe2", '\xe2'},
         {"null", "Ctrl-e", "x", "x", '\5'},
+        {"\"29\"", "Ctrl-e", "", "", '\5'},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.escape);

@@ -212,6 +212,17 @@ TEST(Relay, AReaderMayBeSlowWhenTheSessionEnds)
     showing.play({{SHOWS, bytes}});
 }
 
+TEST(Relay, GoesOnThoughItsStreamsWereMadeToBlock)
+{
+    Session session(BASIC);
+    session.start(PIPES);
+    session.client->signal(SIGSTOP);
+    session.client->make_blocking(0);
+    session.client->make_blocking(1);
+    session.client->signal(SIGCONT);
+    session.play({{TYPE, "typed"}, {GETS, "typed"}, {PRINT, "port"}, {SHOWS, "port"}});
+}
+
 TEST(Relay, KeysThatWaitWhenASignalEndsTheSessionReachThePort)
 {
     Session session(BASIC);

@@ -408,6 +408,11 @@ int Program::stream_flags(int stream) const
     return fcntl(program_ends[stream], F_GETFL);
 }
 
+void Program::make_blocking(int stream) const
+{
+    fcntl(program_ends[stream], F_SETFL, stream_flags(stream) & ~O_NONBLOCK);
+}
+
 long Program::status_value(std::string_view name) const
 {
     std::istringstream lines(read_file("/proc/" + std::to_string(child) + "/status"));

@@ -93,6 +93,8 @@ public:
     // Terminal settings, and the open flags of a standard stream (0 or 1), now.
     termios settings() const;
     int stream_flags(int stream) const;
+    // As another program may that has the same stream.
+    void make_blocking(int stream) const;
     // A line of /proc/PID/status in its unit ("VmRSS", "voluntary_ctxt_switches").
     long status_value(std::string_view name) const;
     // Bytes that the terminal holds for whoever reads it next.
