@@ -34,7 +34,11 @@ struct Emulator {
     int titles = 0;
 
     explicit Emulator(int rows = 6, int cols = 20);
-    ~Emulator() { scrollback_free(saved, saved_count); }
+    ~Emulator()
+    {
+        scrollback_free(saved, saved_count);
+        EXPECT_EQ(saved_count, 0);
+    }
     Emulator(const Emulator &) = delete;
     Emulator &operator=(const Emulator &) = delete;
 
