@@ -101,12 +101,15 @@ TEST_F(StuckPort, KeysThatAreALotOfWorkGiveWay)
     };
     slow->destroy = [](Widget *) {};
     widget_list_add(widget_list, slow);
-    ASSERT_EQ(write(screen.terminal, "12345", 5), 5);
+    ASSERT_EQ(write(screen.terminal, "12345x", 6), 6);
     while (keys < 5) {
         const int before = keys;
         uloop_run_timeout(50);
         EXPECT_LE(keys, before + 1);
     }
+    tui_input_stop();
+    (void)turns_in(milliseconds(100));
+    EXPECT_EQ(keys, 5) << "nor is one taken after the stop";
 }
 
 TEST_F(StuckPort, ATerminalThatGoesAwayEndsTheSession)
