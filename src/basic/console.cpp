@@ -6,12 +6,12 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "basic/escape.h"
 #include "front/terminal.h"
 #include "link/connection.h"
 
 ustream_fd stdout_stream;
 ustream_fd stdin_stream;
+InputHook input_hook;
 ReadGate typed_input;
 
 namespace {

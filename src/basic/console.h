@@ -1,5 +1,5 @@
-// The basic interface's terminal: the streams on standard input and output, raw mode, and what goes
-// back to how it was found at the end.
+// The basic interface's terminal: the streams on standard input and output, who gets what is typed,
+// raw mode, and what goes back to how it was found at the end.
 #pragma once
 
 #include <stdint.h>
@@ -10,6 +10,14 @@
 // Everything the basic interface prints goes through it; never read.
 extern ustream_fd stdout_stream;
 extern ustream_fd stdin_stream;
+// Read callback of stdin_stream; basic/escape has it.
+void basic_stdin_read_cb(ustream *stream, int available);
+
+// Receives every chunk of standard input in place of the port. A NUL follows the bytes.
+using InputHook = void (*)(const char *chunk, int32_t length);
+// One slot: the latest setter wins; null when input goes to the port.
+extern InputHook input_hook;
+
 // When stdin_stream may read.
 extern ReadGate typed_input;
 // What holds it beside the port: the power script's input, and standard output as its echo.

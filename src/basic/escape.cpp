@@ -1,4 +1,5 @@
-#include "basic/escape.h"
+// Typed input: the escape-character state machine of the basic interface and the commands behind
+// it.
 
 #include <stdlib.h>
 #include <string.h>
@@ -12,8 +13,6 @@
 #include "link/connection.h"
 #include "link/owned.h"
 #include "text/printable.h"
-
-InputHook input_hook;
 
 namespace {
 

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include "basic/console.h"
-#include "basic/escape.h"
 #include "dep/trell.h"
 #include "link/connection.h"
 #include "link/owned.h"

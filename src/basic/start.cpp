@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include "basic/console.h"
-#include "basic/escape.h"
 #include "basic/port_info.h"
 #include "front/sessions.h"
 #include "front/terminal.h"

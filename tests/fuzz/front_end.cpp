@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include "basic/console.h"
-#include "basic/escape.h"
 #include "basic/start.h"
 #include "front/escape.h"
 #include "front/sessions.h"
