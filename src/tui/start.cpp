@@ -7,9 +7,9 @@
 #include "dep/termbox.h"
 #include "front/sessions.h"
 #include "front/terminal.h"
+#include "tui/display.h"
 #include "tui/input.h"
 #include "tui/popup.h"
-#include "tui/screen.h"
 #include "tui/statusbar.h"
 #include "tui/term_widget.h"
 #include "tui/termbox.h"
@@ -20,9 +20,9 @@ namespace {
 const char *terminal_path;
 
 // Starts termbox2 and sets it up; its result when that fails.
-int open_screen()
+int open_display()
 {
-    const int result = screen_start(terminal_path);
+    const int result = display_start(terminal_path);
     if (result == TB_OK) {
         (void)tb_set_func(TB_FUNC_EXTRACT_PRE, tui_extract_hook);
         (void)tb_set_output_mode(TB_OUTPUT_NORMAL);
@@ -45,7 +45,7 @@ int give_up()
         widget_list_free(widget_list);
         widget_list = nullptr;
     }
-    screen_stop();
+    display_stop();
     fprintf(stderr, "Could not initialise widgets");
     return -1;
 }
@@ -58,13 +58,13 @@ int start(DaemonConnection &connection)
 void suspend()
 {
     tui_input_stop();
-    screen_stop();
+    display_stop();
 }
 
 void resume()
 {
     suspend(); // whoever continued the client may have used the terminal in between
-    if (open_screen() != TB_OK || tui_input_start() != 0) {
+    if (open_display() != TB_OK || tui_input_start() != 0) {
         connection_quit(zorvad);
         return;
     }
@@ -112,7 +112,7 @@ const FrontEnd tui_front_end = {
     .stop = tui_stop,
     .suspend = suspend,
     .resume = resume,
-    .rescue = screen_rescue,
+    .rescue = display_rescue,
     .in_background = in_background,
     .stop_sources = stop_sources,
     .printed = nullptr, // the screen goes on changing
@@ -124,7 +124,7 @@ const FrontEnd tui_front_end = {
 int tui_start_on(const char *terminal, DaemonConnection &connection)
 {
     terminal_path = terminal;
-    const int result = open_screen();
+    const int result = open_display();
     if (result != TB_OK) {
         return result;
     }
@@ -137,7 +137,7 @@ int tui_start_on(const char *terminal, DaemonConnection &connection)
 
 void tui_stop()
 {
-    screen_stop();
+    display_stop();
 }
 
 void confirm_disconnect_key(const char *input, WidgetList *list, Widget *widget)

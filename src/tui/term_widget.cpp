@@ -7,8 +7,8 @@
 #include "dep/termbox.h"
 #include "link/owned.h"
 #include "text/width.h"
+#include "tui/display.h"
 #include "tui/guard/character.h"
-#include "tui/screen.h"
 #include "tui/scrollback.h"
 #include "tui/termbox.h"
 #include "tui/widget/layout.h"
@@ -90,8 +90,8 @@ void forget_damage(TermContext &context)
 void show_cursor(Widget *widget)
 {
     const TermContext &context = *context_of(widget);
-    screen_set_cursor(widget->x0 + context.cursor.col, widget->y0 + context.cursor.row,
-                      context.cursor_shown);
+    display_set_cursor(widget->x0 + context.cursor.col, widget->y0 + context.cursor.row,
+                       context.cursor_shown);
 }
 
 bool is_top(const Widget *widget)
@@ -214,7 +214,7 @@ void term_feed(const char *bytes, int length, Widget *widget)
 {
     TermContext *context = context_of(widget);
     guard_write(context->guard, context->vt, bytes, static_cast<size_t>(length));
-    screen_set_modes(context->guard.modes);
+    display_set_modes(context->guard.modes);
     if (length == 0 || !widget_list_is_paced()) {
         paint_damage(widget);
     }

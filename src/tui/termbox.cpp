@@ -49,7 +49,7 @@ int bounded_window_size(int descriptor, unsigned long, winsize *size)
 #define TB_IMPL
 #define ioctl bounded_window_size
 #define read observed_read
-#define write screen_write
+#define write display_write
 #define tcsetattr settings_set
 #include "dep/termbox.h"
 #undef ioctl

@@ -16,8 +16,8 @@ struct KeyBytes {
     size_t length;
 };
 
-// Stands for write() in termbox2. Its caller is there, its definition in tui/screen.
-ssize_t screen_write(int descriptor, const void *bytes, size_t count);
+// Stands for write() in termbox2. Its caller is there, its definition in tui/display.
+ssize_t display_write(int descriptor, const void *bytes, size_t count);
 
 // Fetches an event without waiting: true when there is one. bytes is filled for key events.
 [[nodiscard]] bool tui_next_event(tb_event *event, KeyBytes *bytes);

@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include "fuzz/front_end.h"
-#include "tui/screen.h"
+#include "tui/display.h"
 #include "tui/term_widget.h"
 #include "unit/support/back_buffer.h"
 
@@ -45,7 +45,7 @@ void check(Widget *widget)
 void show(Widget *widget, int terminal)
 {
     widget->feed("", 0, widget);
-    screen_present();
+    display_present();
     uloop_run_timeout(0);
     discard(terminal);
 }

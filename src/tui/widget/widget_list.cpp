@@ -4,7 +4,7 @@
 
 #include "link/clock.h"
 #include "link/owned.h"
-#include "tui/screen.h"
+#include "tui/display.h"
 #include "tui/widget/layout.h"
 
 WidgetList *widget_list;
@@ -59,7 +59,7 @@ void show_port_output(WidgetList *list, int64_t since_us)
 {
     list->unshown = false;
     draw_all(list);
-    screen_present();
+    display_present();
     const int64_t now = monotonic_us();
     const bool answers = now / 1000 < list->answers_until;
     const int64_t shortest = answers ? ANSWER_INTERVAL_MS : PICTURE_INTERVAL_MS;
@@ -194,7 +194,7 @@ void widget_list_resize(WidgetList *list, int height, int width)
     list->height = height;
     list->width = width;
     draw_all(list);
-    screen_present();
+    display_present();
 }
 
 void widget_list_feed(const char *bytes, int length, WidgetList *list)
@@ -228,7 +228,7 @@ void widget_list_input(const char *bytes, int length, WidgetList *list)
     if (top->on_input != nullptr) {
         top->on_input(bytes, length, list, top);
     }
-    screen_present();
+    display_present();
 }
 
 void widget_list_refresh(uloop_timeout *timer)
@@ -245,5 +245,5 @@ void widget_list_refresh(uloop_timeout *timer)
     }
     draw_all(list);
     uloop_timeout_set(&list->refresh, WIDGET_REFRESH_MS);
-    screen_present();
+    display_present();
 }

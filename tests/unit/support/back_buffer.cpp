@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "dep/ubox.h"
-#include "tui/screen.h"
+#include "tui/display.h"
 
 BackBuffer::BackBuffer(int columns, int rows)
 {
@@ -21,7 +21,7 @@ BackBuffer::BackBuffer(int columns, int rows)
     }
     setenv("TERM", "xterm", 1);
     uloop_init();
-    const int result = screen_start(path);
+    const int result = display_start(path);
     close(user_side);
     if (result != 0) {
         throw std::runtime_error("termbox2 does not start");
@@ -30,7 +30,7 @@ BackBuffer::BackBuffer(int columns, int rows)
 
 BackBuffer::~BackBuffer()
 {
-    screen_stop();
+    display_stop();
     close(terminal);
 }
 

@@ -1,4 +1,4 @@
-#include "tui/screen.h"
+#include "tui/display.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -30,7 +30,7 @@ constexpr int RESTORE_PATIENCE_MS = 200;
 constexpr int LINE_WAITING_MAX = 128;
 constexpr int LINE_LOOK_MS = 5;
 
-struct Screen {
+struct Display {
     ustream_fd output;
     bool output_open; // output has a descriptor
     bool stopping;    // the stream is gone: write to its descriptor as well as it takes it
@@ -40,7 +40,7 @@ struct Screen {
     KeyModes wanted_modes;
     KeyModes terminal_modes;
 };
-Screen screen;
+Display display;
 
 // Takes bytes for the terminal; false when memory is too short for them.
 bool send(const char *bytes, size_t count);
@@ -52,45 +52,45 @@ void write_text(const char *text)
 
 void send_modes(const KeyModes &modes)
 {
-    if (modes.cursor_keys != screen.terminal_modes.cursor_keys) {
+    if (modes.cursor_keys != display.terminal_modes.cursor_keys) {
         write_text(modes.cursor_keys ? "\033[?1h" : "\033[?1l");
     }
-    if (modes.keypad != screen.terminal_modes.keypad) {
+    if (modes.keypad != display.terminal_modes.keypad) {
         write_text(modes.keypad ? "\033=" : "\033>");
     }
-    if (modes.paste != screen.terminal_modes.paste) {
+    if (modes.paste != display.terminal_modes.paste) {
         write_text(modes.paste ? "\033[?2004h" : "\033[?2004l");
     }
-    screen.terminal_modes = modes;
+    display.terminal_modes = modes;
 }
 
 bool output_is_idle()
 {
-    return screen.output.stream.w.data_bytes == 0;
+    return display.output.stream.w.data_bytes == 0;
 }
 
 // A serial line tells what it has not sent yet; a pseudo-terminal says that there is nothing.
 bool line_is_behind()
 {
     int waiting = 0;
-    return ioctl(screen.output.fd.fd, TIOCOUTQ, &waiting) == 0 && waiting > LINE_WAITING_MAX;
+    return ioctl(display.output.fd.fd, TIOCOUTQ, &waiting) == 0 && waiting > LINE_WAITING_MAX;
 }
 
 void present_now()
 {
-    if (!screen.present_due || !output_is_idle()) {
+    if (!display.present_due || !output_is_idle()) {
         return;
     }
     if (line_is_behind()) {
-        uloop_timeout_set(&screen.present_timer, LINE_LOOK_MS);
+        uloop_timeout_set(&display.present_timer, LINE_LOOK_MS);
         return;
     }
-    screen.present_due = false;
-    send_modes(screen.wanted_modes);
-    Cursor drawn = screen.cursor;
-    drawn.shown = screen.cursor.shown || !tui_can_hide_cursor();
+    display.present_due = false;
+    send_modes(display.wanted_modes);
+    Cursor drawn = display.cursor;
+    drawn.shown = display.cursor.shown || !tui_can_hide_cursor();
     if (drawn.shown) {
-        tb_set_cursor(screen.cursor.x, screen.cursor.y);
+        tb_set_cursor(display.cursor.x, display.cursor.y);
     } else {
         tb_hide_cursor();
     }
@@ -122,32 +122,32 @@ int open_output(const char *path)
     if (descriptor < 0) {
         return -1;
     }
-    ustream &stream = screen.output.stream;
+    ustream &stream = display.output.stream;
     stream.notify_read = ignore_data;
     stream.notify_write = on_output_written;
     stream.notify_state = on_output_state;
     stream.string_data = true;
     stream.w.buffer_len = STREAM_BUFFER;
-    ustream_fd_init(&screen.output, descriptor);
+    ustream_fd_init(&display.output, descriptor);
     ustream_set_read_blocked(&stream, true);
-    screen.output_open = true;
-    screen.stopping = false;
+    display.output_open = true;
+    display.stopping = false;
     return 0;
 }
 
 void close_output()
 {
-    if (!screen.stopping) {
-        ustream_free(&screen.output.stream);
+    if (!display.stopping) {
+        ustream_free(&display.output.stream);
     }
-    close(screen.output.fd.fd);
-    screen.output_open = false;
+    close(display.output.fd.fd);
+    display.output_open = false;
 }
 
 // Waits until the terminal takes something (or is gone) or the time has come; false in that case.
 bool wait_for_room(int64_t give_up)
 {
-    pollfd room = {screen.output.fd.fd, POLLOUT, 0};
+    pollfd room = {display.output.fd.fd, POLLOUT, 0};
     int64_t left = give_up - monotonic_ms();
     while (left > 0) {
         if (poll(&room, 1, static_cast<int>(left)) > 0) {
@@ -163,19 +163,19 @@ bool wait_for_room(int64_t give_up)
 void leave_stream()
 {
     if (!output_is_idle() && !wait_for_room(monotonic_ms() + STOP_PATIENCE_MS)) {
-        tcflush(screen.output.fd.fd, TCOFLUSH);
+        tcflush(display.output.fd.fd, TCOFLUSH);
     }
-    ustream_free(&screen.output.stream);
-    screen.stopping = true;
+    ustream_free(&display.output.stream);
+    display.stopping = true;
 }
 
 // termbox2 restores the settings once all is sent, and a line that is stopped never sends anything.
 void wait_until_sent(int64_t give_up)
 {
     int left = 0;
-    while (ioctl(screen.output.fd.fd, TIOCOUTQ, &left) == 0 && left > 0) {
+    while (ioctl(display.output.fd.fd, TIOCOUTQ, &left) == 0 && left > 0) {
         if (monotonic_ms() >= give_up) {
-            tcflush(screen.output.fd.fd, TCOFLUSH);
+            tcflush(display.output.fd.fd, TCOFLUSH);
             return;
         }
         (void)poll(nullptr, 0, 5);
@@ -187,7 +187,7 @@ void write_last_words(const char *bytes, size_t count)
 {
     const int64_t give_up = monotonic_ms() + RESTORE_PATIENCE_MS;
     while (count > 0) {
-        const ssize_t written = write(screen.output.fd.fd, bytes, count);
+        const ssize_t written = write(display.output.fd.fd, bytes, count);
         if (written > 0) {
             bytes += written;
             count -= static_cast<size_t>(written);
@@ -207,22 +207,22 @@ bool is_terminal(int descriptor)
 
 bool send(const char *bytes, size_t count)
 {
-    if (screen.stopping) {
+    if (display.stopping) {
         write_last_words(bytes, count);
         return true;
     }
-    const int queued = ustream_write(&screen.output.stream, bytes, static_cast<int>(count), false);
-    return screen.output.stream.write_error || queued == static_cast<int>(count);
+    const int queued = ustream_write(&display.output.stream, bytes, static_cast<int>(count), false);
+    return display.output.stream.write_error || queued == static_cast<int>(count);
 }
 
 } // namespace
 
-int screen_start(const char *path)
+int display_start(const char *path)
 {
     if (open_output(path) != 0) {
         return -1;
     }
-    screen.present_timer.cb = on_present_timer;
+    display.present_timer.cb = on_present_timer;
     picture_start(getenv("TERM"), send);
     const int result = tb_init_file(path);
     if (result != TB_OK) {
@@ -230,53 +230,53 @@ int screen_start(const char *path)
         return result;
     }
     // termbox2 takes it for the terminal of a program of its own.
-    screen.terminal_modes = {true, true, false};
+    display.terminal_modes = {true, true, false};
     send_modes({});
     return result;
 }
 
-void screen_stop()
+void display_stop()
 {
-    if (!screen.output_open) {
+    if (!display.output_open) {
         return;
     }
-    uloop_timeout_cancel(&screen.present_timer);
-    screen.present_due = false;
+    uloop_timeout_cancel(&display.present_timer);
+    display.present_due = false;
     leave_stream();
     send_modes({});
     tb_shutdown();
     close_output();
 }
 
-void screen_rescue()
+void display_rescue()
 {
-    if (screen.output_open) {
-        write_last_words(SCREEN_UNDO, sizeof SCREEN_UNDO - 1);
+    if (display.output_open) {
+        write_last_words(DISPLAY_UNDO, sizeof DISPLAY_UNDO - 1);
     }
     settings_rescue();
 }
 
-void screen_present()
+void display_present()
 {
-    screen.present_due = true;
-    if (!screen.present_timer.pending) {
-        uloop_timeout_set(&screen.present_timer, 0);
+    display.present_due = true;
+    if (!display.present_timer.pending) {
+        uloop_timeout_set(&display.present_timer, 0);
     }
 }
 
-void screen_set_cursor(int x, int y, bool shown)
+void display_set_cursor(int x, int y, bool shown)
 {
-    screen.cursor = {shown, x, y};
+    display.cursor = {shown, x, y};
 }
 
-void screen_set_modes(const KeyModes &modes)
+void display_set_modes(const KeyModes &modes)
 {
-    screen.wanted_modes = modes;
+    display.wanted_modes = modes;
 }
 
-ssize_t screen_write(int descriptor, const void *bytes, size_t count)
+ssize_t display_write(int descriptor, const void *bytes, size_t count)
 {
-    if (!screen.output_open || !is_terminal(descriptor)) {
+    if (!display.output_open || !is_terminal(descriptor)) {
         return write(descriptor, bytes, count);
     }
     // When memory is short termbox2 is told of a failure and paints anew.

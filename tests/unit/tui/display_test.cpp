@@ -1,5 +1,5 @@
 // The terminal under termbox2: its end and its next start.
-#include "tui/screen.h"
+#include "tui/display.h"
 
 #include <chrono>
 #include <string>
@@ -34,12 +34,12 @@ std::string shown_on(int terminal)
     return shown;
 }
 
-struct ScreenTest : testing::Test {
+struct DisplayTest : testing::Test {
     BackBuffer screen{80, 24};
     std::string path = ptsname(screen.terminal);
     int user_side = open(path.c_str(), O_RDWR | O_NOCTTY);
 
-    ~ScreenTest() override { close(user_side); }
+    ~DisplayTest() override { close(user_side); }
 
     void fill()
     {
@@ -49,7 +49,7 @@ struct ScreenTest : testing::Test {
             }
         }
         turn++;
-        screen_present();
+        display_present();
         (void)uloop_run_timeout(0);
     }
     int turn = 0;
@@ -67,7 +67,7 @@ struct ScreenTest : testing::Test {
     }
 };
 
-TEST_F(ScreenTest, TheModesOfTheKeysLastBeyondAStop)
+TEST_F(DisplayTest, TheModesOfTheKeysLastBeyondAStop)
 {
     const auto modes = [this] {
         std::string shown, on;
@@ -85,38 +85,38 @@ TEST_F(ScreenTest, TheModesOfTheKeysLastBeyondAStop)
         return on;
     };
     EXPECT_EQ(modes(), "00-"); // not as termbox2 has them
-    screen_set_modes({true, false, true});
+    display_set_modes({true, false, true});
     fill();
     EXPECT_EQ(modes(), "1-1");
-    screen_set_modes({true, true, true});
-    screen_set_modes({false, true, true});
+    display_set_modes({true, true, true});
+    display_set_modes({false, true, true});
     fill();
     EXPECT_EQ(modes(), "01-");
     fill();
     EXPECT_EQ(modes(), "---");
-    screen_stop();
+    display_stop();
     EXPECT_EQ(modes(), "000");
-    ASSERT_EQ(screen_start(path.c_str()), 0);
+    ASSERT_EQ(display_start(path.c_str()), 0);
     EXPECT_EQ(modes(), "00-");
     fill();
     EXPECT_EQ(modes(), "-11");
-    screen_set_modes({});
+    display_set_modes({});
     fill();
 }
 
-TEST_F(ScreenTest, TheCursorIsBackAfterTheTerminalWasGivenAway)
+TEST_F(DisplayTest, TheCursorIsBackAfterTheTerminalWasGivenAway)
 {
-    screen_set_cursor(6, 2, true);
-    screen_stop();
-    ASSERT_EQ(screen_start(path.c_str()), TB_OK);
+    display_set_cursor(6, 2, true);
+    display_stop();
+    ASSERT_EQ(display_start(path.c_str()), TB_OK);
     (void)shown_on(screen.terminal);
-    screen_present();
+    display_present();
     (void)uloop_run_timeout(0);
     EXPECT_TRUE(shown_on(screen.terminal).ends_with("\x1b[?25h\x1b[3;7H"));
 }
 
 // No timer runs by then: that the terminal takes bytes is what sends it.
-TEST_F(ScreenTest, APictureThatHadToWaitIsSentOnceTheTerminalTakesBytes)
+TEST_F(DisplayTest, APictureThatHadToWaitIsSentOnceTheTerminalTakesBytes)
 {
     stall();
     fill();
@@ -134,7 +134,7 @@ struct Timer {
     bool fired;
 };
 
-TEST_F(ScreenTest, TheEndDoesNotRunTheLoopWhileItWaitsForAStalledTerminal)
+TEST_F(DisplayTest, TheEndDoesNotRunTheLoopWhileItWaitsForAStalledTerminal)
 {
     stall();
     fill();
@@ -142,7 +142,7 @@ TEST_F(ScreenTest, TheEndDoesNotRunTheLoopWhileItWaitsForAStalledTerminal)
     timer.timeout.cb = [](uloop_timeout *due) { container_of(due, Timer, timeout)->fired = true; };
     uloop_timeout_set(&timer.timeout, 0);
     const auto begin = Clock::now();
-    screen_stop();
+    display_stop();
     const auto took = Clock::now() - begin;
     EXPECT_GE(took, milliseconds(900));
     EXPECT_LT(took, milliseconds(1900));
