@@ -99,6 +99,7 @@ void leave_to_other_job()
         fcntl(STDOUT_FILENO, F_SETFL, console.saved_flags[STDOUT_FILENO] | O_NONBLOCK);
         console.has_flags = true;
     }
+    read_gate_release(zorvad.port_output, HOLD_AWAY);
 }
 
 void set_buffers(ustream &stream)
@@ -160,12 +161,29 @@ void basic_raw_mode()
     set_raw_mode(set_terminal);
 }
 
+void basic_suspend_terminal()
+{
+    // What was due already would come before the signals that are waiting: a read would block, on
+    // the settings of somebody else, and port output would go to their screen.
+    for (ReadGate *gate : {&typed_input, &zorvad.port_output, console.script_output}) {
+        if (gate != nullptr) {
+            read_gate_hold(*gate, HOLD_AWAY);
+        }
+    }
+    basic_restore_terminal();
+}
+
 void basic_resume_terminal()
 {
     console_take_flags();
     set_raw_mode([](int terminal, const termios &raw) {
         return tcsetattr(terminal, TCSANOW, &raw); // keys typed meanwhile are meant for the port
     });
+    for (ReadGate *gate : {&typed_input, &zorvad.port_output, console.script_output}) {
+        if (gate != nullptr) {
+            read_gate_release(*gate, HOLD_AWAY);
+        }
+    }
 }
 
 void basic_restore_terminal()

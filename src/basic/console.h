@@ -53,6 +53,9 @@ void basic_raw_mode();
 // be called in a signal handler, and again.
 void basic_restore_terminal();
 
+// The terminal goes to somebody else, and is not read until basic_resume_terminal.
+void basic_suspend_terminal();
+
 // Raw mode again, after somebody else had the terminal.
 void basic_resume_terminal();
 
@@ -64,7 +67,7 @@ void console_set_script_output(ReadGate *gate);
 
 // Sets O_NONBLOCK again, which others who have the same terminal may have taken away: a stream that
 // blocks would take the end of what is there for the end of input. Before each reading but the
-// first after an event.
+// first after an event. Async-signal-safe.
 void console_take_flags();
 
 // The session is over: takes the keys that were typed, then no more keys and no script output.

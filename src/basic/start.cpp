@@ -48,8 +48,9 @@ void show_sessions(const char *text)
 const FrontEnd basic_front_end = {
     .start = start,
     .stop = nullptr,
-    .suspend = basic_restore_terminal,
+    .suspend = basic_suspend_terminal,
     .resume = basic_resume_terminal,
+    .take_flags = console_take_flags,
     .rescue = basic_restore_terminal,
     .in_background = in_background,
     .stop_sources = console_stop_sources,

@@ -19,6 +19,7 @@ enum ReadHold : uint8_t {
     HOLD_SECOND_SINK = 8,
     HOLD_THIRD_SINK = 16,
     HOLD_REST = 32, // little comes, and what comes next can wait a moment
+    HOLD_AWAY = 64, // it is a terminal that somebody else has
 };
 
 struct ReadGate {
