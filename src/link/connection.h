@@ -28,7 +28,7 @@ struct DaemonConnection {
     OutputSink output_sink; // set once, by the front end
 
     uint8_t hung_up;                   // the daemon closed one of the sockets
-    volatile sig_atomic_t told_to_end; // by SIGHUP; quit follows when the loop sees it
+    volatile sig_atomic_t told_to_end; // by a signal; quit follows when the loop sees it
     uint8_t ending;                    // what is on its way still goes on, nothing new begins
     ReadGate port_output;              // when data_stream may read
     ReadGate replies;                  // when cmd_stream may read

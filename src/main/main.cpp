@@ -22,7 +22,7 @@ bool start_front_end()
     if (started) {
         return true;
     }
-    if (uloop_cancelled) {
+    if (connection_is_ending(zorvad)) {
         return false;
     }
     use_basic_interface = 1;
@@ -34,7 +34,9 @@ bool start_front_end()
 int start_event_loop()
 {
     signals_prepare();
-    return uloop_init();
+    const int result = uloop_init();
+    signals_take_ends();
+    return result;
 }
 
 int run()
@@ -44,9 +46,6 @@ int run()
         return -1;
     }
     if (daemon_connect(zorvad, options_port()) != 0) {
-        if (uloop_cancelled) {
-            return 0; // it was told to end
-        }
         fprintf(stderr, "Could not connect to zorvad\n");
         return -1;
     }

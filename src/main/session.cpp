@@ -10,6 +10,7 @@
 #include "front/front_end.h"
 #include "link/clock.h"
 #include "link/connection.h"
+#include "main/signals.h"
 
 namespace {
 
@@ -104,10 +105,12 @@ Progress progress_now()
 
 bool flush_with_patience(int64_t output_end)
 {
+    const int end_count = signals_end_count();
     Progress last = progress_now();
     int64_t give_up = monotonic_ms() + PATIENCE_MS;
     while (!is_flushed(output_end)) {
-        if (is_end_signal(uloop_run_timeout(FLUSH_STEP_MS))) {
+        (void)uloop_run_timeout(FLUSH_STEP_MS); // forgets a signal between two of its turns
+        if (signals_end_count() != end_count) {
             return false;
         }
         const Progress progress = progress_now();
@@ -125,9 +128,8 @@ bool flush_with_patience(int64_t output_end)
 
 void session_run()
 {
-    // The loop forgets a signal that came before it runs.
-    bool interrupted = uloop_cancelled;
-    while (!zorvad.quit && !interrupted) {
+    bool interrupted = false;
+    while (!zorvad.quit && !zorvad.told_to_end && !interrupted) {
         interrupted = is_end_signal(uloop_run_timeout(-1));
     }
 }

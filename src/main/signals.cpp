@@ -1,6 +1,11 @@
 #include "main/signals.h"
 
+#include <errno.h>
+#include <initializer_list>
 #include <signal.h>
+#include <string.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
 
 #include "basic/power.h"
 #include "dep/ubox.h"
@@ -10,109 +15,133 @@
 
 namespace {
 
-// How often the client was continued: in all, and when it was last asked to stop.
-volatile sig_atomic_t continue_count;
-volatile sig_atomic_t count_when_asked;
+volatile sig_atomic_t continue_count; // how often the client was continued
+volatile sig_atomic_t end_count;      // and told to end by SIGINT or SIGTERM
+volatile sig_atomic_t is_watching;
+uloop_fd stop_watch; // of a descriptor that is readable while a SIGTSTP waits
 
-void on_signal(int signal_number);
-void on_background_read(int signal_number);
+// What the loop does about the signals that end the session.
+struct sigaction loop_action[NSIG];
 
-void install(int signal_number)
+void set_blocked(int signal_number, bool blocked)
+{
+    sigset_t one;
+    sigemptyset(&one);
+    sigaddset(&one, signal_number);
+    sigprocmask(blocked ? SIG_BLOCK : SIG_UNBLOCK, &one, nullptr);
+}
+
+bool is_waiting(int signal_number)
+{
+    sigset_t waiting;
+    return sigpending(&waiting) == 0 && sigismember(&waiting, signal_number) == 1;
+}
+
+// False for a signal that was ignored from the start, and stays so.
+bool install(int signal_number, void (*handler)(int), int flags)
 {
     struct sigaction action = {};
     if (sigaction(signal_number, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) {
-        return;
+        return false;
     }
-    action.sa_handler = signal_number == SIGTTIN ? on_background_read : on_signal;
-    if (signal_number == SIGCONT) {
-        // Setting the terminal stops a client in the background; in the foreground it goes on.
-        action.sa_flags = SA_RESTART;
-    } else if (signal_number == SIGTTIN) {
-        action.sa_flags = SA_NODEFER; // the handler has it stop the client
-    }
+    action.sa_handler = handler;
+    action.sa_flags = flags;
     sigaction(signal_number, &action, nullptr);
+    return true;
 }
 
-// Stops as if the signal had never been caught, unless the client was continued since count_before,
-// and returns when continued. False where nobody could continue the client: the system does not
-// stop it then, and no SIGCONT comes.
-bool stop_by(int signal_number, sig_atomic_t count_before)
+// Stops a client in the background as if the signal had never been caught, and returns when it was
+// continued, or at once where nobody could continue it: the system does not stop it then.
+void stop_in_background(int signal_number)
 {
-    sigset_t stop;
-    sigset_t before;
-    sigemptyset(&stop);
-    sigaddset(&stop, signal_number);
-    sigprocmask(SIG_BLOCK, &stop, &before);
+    set_blocked(signal_number, true);
     signal(signal_number, SIG_DFL);
     raise(signal_number); // waits; a SIGCONT from here on takes it away
-    if (continue_count != count_before) {
+    // One from before may have been taken away by it, but the terminal came with that.
+    if (connection_is_ending(zorvad) || !front_end->in_background()) {
         signal(signal_number, SIG_IGN); // takes it away, too
     }
-    sigprocmask(SIG_SETMASK, &before, nullptr); // stops
-    signal(signal_number, SIG_DFL);
-    return continue_count != count_before;
+    set_blocked(signal_number, false); // stops
+    signal(signal_number, connection_is_ending(zorvad) ? SIG_IGN : SIG_DFL);
 }
 
-// A client in the background reads a terminal: it stops, or gets an error where it has to end.
+// A client in the background reads a terminal: it stops, or gets an error where it has to end. It
+// tries to read again either way.
 void on_background_read(int signal_number)
 {
     if (connection_is_ending(zorvad)) {
         signal(signal_number, SIG_IGN);
-    } else {
-        (void)stop_by(signal_number, continue_count); // reading is tried again either way
-        install(signal_number);
+        return;
+    }
+    stop_in_background(signal_number);
+    (void)install(signal_number, on_background_read, SA_NODEFER);
+    if (front_end->take_flags != nullptr) {
+        front_end->take_flags(); // the shell may have changed them, and have read everything
     }
 }
 
-void on_signal(int signal_number)
+void on_continue(int signal_number)
 {
-    if (signal_number == SIGCONT) {
-        continue_count = continue_count + 1;
-    } else if (signal_number == SIGTSTP) {
-        count_when_asked = continue_count;
-    }
-    if (signal_number == SIGHUP) {
-        zorvad.told_to_end = 1; // at once: what else has come with it may not stop the client
-    }
+    continue_count = continue_count + 1;
     signal_pipe_notify(signal_number);
 }
 
-// SIGCHLD waits while it is blocked.
-void block_child_signal(int how)
+// Whatever else has come with it, or comes, does not stop the client.
+void on_end_signal(int signal_number)
 {
-    sigset_t child;
-    sigemptyset(&child);
-    sigaddset(&child, SIGCHLD);
-    sigprocmask(how, &child, nullptr);
+    if (!is_watching) {
+        _exit(0); // there is nothing yet to give back or to hand on
+    }
+    signals_let_end();
+    zorvad.told_to_end = 1;
+    signal_pipe_notify(signal_number); // a loop that is about to run forgets what was before
+    if (signal_number == SIGHUP) {
+        uloop_cancelled = true;
+    } else {
+        end_count = end_count + 1;
+        loop_action[signal_number].sa_handler(signal_number);
+    }
 }
 
 // Whoever stopped the client has had the terminal since. Nothing of it is touched before it is the
 // client's again, nor on the way out.
 void take_terminal_back()
 {
+    const sig_atomic_t count_before = continue_count;
+    if (!connection_is_ending(zorvad) && front_end->in_background()) {
+        stop_in_background(SIGTTOU);
+        if (continue_count != count_before) {
+            return; // that signal's turn comes
+        }
+    }
     if (connection_is_ending(zorvad)) {
         return;
     }
-    const sig_atomic_t count_before = continue_count;
-    if (!front_end->in_background()) {
-        front_end->resume();
-    } else if (!stop_by(SIGTTOU, count_before)) {
+    if (front_end->in_background()) {
         connection_quit(zorvad); // nobody can bring it to the foreground any more
+    } else {
+        front_end->resume();
     }
 }
 
-// Gives the terminal back and stops, unless the client was continued meanwhile.
-void stop_client()
+// A SIGTSTP waits, blocked, for the terminal to be given back: the system itself takes it away when
+// the client is continued meanwhile.
+void on_stop_waiting(uloop_fd *, unsigned int)
 {
-    const sig_atomic_t count_before = count_when_asked;
-    if (connection_is_ending(zorvad) || continue_count != count_before) {
+    if (connection_is_ending(zorvad)) {
+        signals_let_end();
+        set_blocked(SIGTSTP, false); // a blocked one waits even where it is ignored
         return;
     }
+    if (!is_waiting(SIGTSTP)) {
+        return;
+    }
+    const sig_atomic_t count_before = continue_count;
     front_end->suspend();
-    const bool stopped = stop_by(SIGTSTP, count_before);
-    install(SIGTSTP);
-    if (!stopped) {
-        take_terminal_back();
+    set_blocked(SIGTSTP, false); // stops
+    set_blocked(SIGTSTP, true);
+    if (continue_count == count_before) {
+        take_terminal_back(); // nobody could continue it, so it was not stopped
     }
 }
 
@@ -120,10 +149,9 @@ void handle_signal(int signal_number)
 {
     switch (signal_number) {
     case SIGHUP:
+    case SIGINT:
+    case SIGTERM:
         connection_quit(zorvad);
-        break;
-    case SIGTSTP:
-        stop_client();
         break;
     case SIGCONT:
         take_terminal_back();
@@ -136,6 +164,25 @@ void handle_signal(int signal_number)
     }
 }
 
+int watch_stop()
+{
+    struct sigaction action = {};
+    if (sigaction(SIGTSTP, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
+        return 0;
+    }
+    set_blocked(SIGTSTP, true);
+    sigset_t stop;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGTSTP);
+    stop_watch.fd = signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK);
+    stop_watch.cb = on_stop_waiting;
+    if (stop_watch.fd < 0 || uloop_fd_add(&stop_watch, ULOOP_READ) != 0) {
+        ulog(LOG_ERR, "Could not watch for stops: %s\n", strerror(errno));
+        return -1;
+    }
+    return 0;
+}
+
 } // namespace
 
 void signals_prepare()
@@ -146,25 +193,45 @@ void signals_prepare()
     action.sa_flags = 0;
     sigaction(SIGCHLD, &action, nullptr);
     uloop_handle_sigchld = false;
-    block_child_signal(SIG_BLOCK);
+    for (int number : {SIGCHLD, SIGINT, SIGTERM}) {
+        set_blocked(number, true);
+    }
     signal(SIGXFSZ, SIG_IGN); // an error of the write, as a full disk is
+}
+
+void signals_take_ends()
+{
+    for (int number : {SIGINT, SIGTERM}) {
+        sigaction(number, nullptr, &loop_action[number]);
+        if (loop_action[number].sa_handler != SIG_DFL) { // the loop takes no ignored ones
+            (void)install(number, on_end_signal, 0);
+        }
+        set_blocked(number, false);
+    }
 }
 
 int signals_watch()
 {
-    if (signal_pipe_open(handle_signal) != 0) {
+    if (signal_pipe_open(handle_signal) != 0 || watch_stop() != 0) {
         return -1;
     }
-    install(SIGHUP);
-    install(SIGTSTP);
-    install(SIGCONT);
-    install(SIGTTIN);
-    block_child_signal(SIG_UNBLOCK);
+    is_watching = 1;
+    (void)install(SIGHUP, on_end_signal, 0);
+    // Setting the terminal stops a client in the background; in the foreground it goes on.
+    (void)install(SIGCONT, on_continue, SA_RESTART);
+    (void)install(SIGTTIN, on_background_read, SA_NODEFER); // the handler has it stop the client
+    set_blocked(SIGCHLD, false);
     return 0;
 }
 
 void signals_let_end()
 {
-    signal(SIGTTIN, SIG_IGN);
-    signal(SIGTTOU, SIG_IGN);
+    for (int number : {SIGTSTP, SIGTTIN, SIGTTOU}) {
+        signal(number, SIG_IGN);
+    }
+}
+
+int signals_end_count()
+{
+    return end_count;
 }

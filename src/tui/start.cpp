@@ -112,6 +112,7 @@ const FrontEnd tui_front_end = {
     .stop = tui_stop,
     .suspend = suspend,
     .resume = resume,
+    .take_flags = nullptr,
     .rescue = display_rescue,
     .in_background = in_background,
     .stop_sources = stop_sources,

@@ -1,12 +1,20 @@
 // Raw mode, and the terminal as it was found after every way a session ends. Both front ends.
 #include "e2e/fixture.h"
 
+#include <array>
 #include <chrono>
 #include <csignal>
+#include <thread>
 
 using namespace support;
 
 namespace {
+
+#ifdef ZORVAD_SANITIZED
+constexpr bool SANITIZED = true;
+#else
+constexpr bool SANITIZED = false;
+#endif
 
 const struct {
     const char *name;
@@ -71,6 +79,27 @@ TEST(Ending, EverythingIsAsFound)
             EXPECT_EQ(output.find("\x1b[?1002h"), std::string::npos); // no mouse
             end(session);
             EXPECT_EQ(0, session.client->wait_for_exit());
+        }
+    }
+}
+
+// Until it handles a signal, that does to it what it does to any program.
+TEST(Ending, ToldToEndAtAnyMoment)
+{
+    for (const FrontEnd kind : {BASIC, TUI}) {
+        const auto from = std::chrono::steady_clock::now();
+        Session(kind).start();
+        const auto start_up = std::chrono::steady_clock::now() - from;
+        constexpr int SESSIONS = SANITIZED ? 20 : 100;
+        for (int moment = 0; moment < SESSIONS; ++moment) {
+            const int number = std::array{SIGTERM, SIGINT, SIGHUP}[size_t(moment) % 3];
+            Session session(kind);
+            session.spawn({});
+            std::this_thread::sleep_for(start_up * moment / SESSIONS);
+            session.client->signal(number);
+            if (session.client->wait_for_exit() != 0) {
+                session.status = 128 + number;
+            }
         }
     }
 }

@@ -21,12 +21,13 @@ namespace {
 struct Shell {
     struct Shared {
         std::atomic<pid_t> job;
-        std::atomic<int> stops;
+        std::atomic<int> stops, turns; // how often it stopped, and got the terminal or not
     };
     bool foreground = true; // what the job starts in
     bool takes_terminal = true;
     // Whether it reads its command lines as readline does, with settings of its own.
     bool reads_lines = false;
+    bool blocks = false; // whether it does so without O_NONBLOCK, up to the last key
     Shared *shared = static_cast<Shared *>(
         mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     ~Shell() { munmap(shared, sizeof(Shared)); }
@@ -56,8 +57,12 @@ struct Shell {
         shared->job = job;
         for (int number = 0, status = 0; sigwait(&signals, &number) == 0;) {
             if (number != SIGCHLD) {
+                if (blocks && number == SIGUSR1) {
+                    tcflush(0, TCIFLUSH);
+                }
                 tcsetpgrp(0, number == SIGUSR1 ? job : getpgrp());
                 kill(-job, SIGCONT);
+                ++shared->turns;
             } else if (waitpid(job, &status, WNOHANG | WUNTRACED) == job) {
                 if (!WIFSTOPPED(status)) {
                     _exit(WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status));
@@ -76,7 +81,12 @@ struct Shell {
         if (reads_lines && tcgetattr(0, &settings) == 0) {
             settings.c_lflag = (settings.c_lflag & ~tcflag_t(ICANON | ECHO)) | ISIG;
             settings.c_oflag |= OPOST | ONLCR;
+            settings.c_cc[VMIN] = 1;
+            settings.c_cc[VTIME] = 0;
             tcsetattr(0, TCSADRAIN, &settings);
+        }
+        if (blocks) {
+            fcntl(0, F_SETFL, O_RDWR);
         }
     }
     void signal_job(int number) const { kill(shared->job, number); }
@@ -103,13 +113,20 @@ TEST(Job, StoppedAndContinued)
         shell.signal_job(SIGTSTP);
         shell.wait_for_stops(client, 1);
         client.wait_until([&] { return session.terminal_is_as_found(); }, "the terminal as found");
+        client.send("typed\r");
+        client.wait_until([&] { return client.waiting_input() == 6; }, "the line");
         client.screen().feed("\x1b[2J\x1b[Hthe shell's rubbish\r\n");
         session.daemon.send("meanwhile");
+        session.daemon.wait_until_sent();
         client.signal(SIGUSR2); // in the background it has to stop again, and touch nothing
         shell.wait_for_stops(client, 2);
         client.wait_until([&] { return session.terminal_is_as_found(); }, "the terminal as found");
+        EXPECT_FALSE(
+            loop().run_until([&] { return client.output().find("meanwhile") != std::string::npos; },
+                             std::chrono::milliseconds(50)));
         client.signal(SIGUSR1);
         client.wait_for_screen("meanwhile");
+        session.at_port = kind == BASIC ? "typed\n" : ""; // the terminal UI drops it
         session.expect_relay();
         EXPECT_EQ(raw, describe(client.settings()));
         if (kind == TUI) {
@@ -117,6 +134,26 @@ TEST(Job, StoppedAndContinued)
             session.wait_until_up();
         }
     }
+}
+
+// It was stopped where it read the terminal, which now blocks.
+TEST(Job, ContinuedInTheMiddleOfARead)
+{
+    const Shell shell{.reads_lines = true, .blocks = true};
+    Session session(BASIC);
+    session.start({.before_exec = [&] { shell.run(); }});
+    Program &client = *session.client;
+    shell.signal_job(SIGSTOP);
+    shell.wait_for_stops(client, 1);
+    client.send("for the shell");
+    client.wait_until([&] { return client.waiting_input() == 13; }, "the keys");
+    client.signal(SIGUSR2);
+    shell.wait_for_stops(client, 2);
+    client.signal(SIGUSR1);
+    client.wait_until([&] { return shell.shared->turns == 2; }, "its turn");
+    session.daemon.send("shown");
+    client.wait_for("shown");
+    session.expect_relay();
 }
 
 // As the shell's kill does it: the client may not stop once more on its way out.
@@ -202,23 +239,45 @@ TEST(Job, EndsWithoutTheShellsTerminal)
 // Keys typed meanwhile may be dropped, as with every change of the terminal's settings.
 TEST(Job, ContinuedBeforeItHasStopped)
 {
-    for (const FrontEnd kind : {BASIC, TUI}) {
+    for (const auto &[kind, late] :
+         {std::pair{BASIC, false}, {BASIC, true}, {TUI, false}, {TUI, true}}) {
         const Shell shell{.takes_terminal = false};
         Session session(kind);
-        session.start({.before_exec = [&] { shell.run(); }});
+        Launch setup{.before_exec = [&] { shell.run(); }};
+        if (late) {
+            setup.environment["ZORVAD_LATE_HANDLERS"] = "1";
+        }
+        session.start(setup);
         Program &client = *session.client;
+        char key = 'a';
         const auto runs = [&] {
+            key = key == 'z' ? 'a' : char(key + 1); // those of the round before may come late
             const size_t before = session.daemon.received().size();
             return loop().run_until([&] {
-                client.send("~");
-                return session.daemon.received().size() > before;
+                client.send({&key, 1});
+                return session.daemon.received().find(key, before) != std::string::npos;
             });
         };
         for (int round = 0; round < 60; ++round) {
+            const useconds_t delay = useconds_t(50 * (round % 12));
             shell.signal_job(SIGTSTP);
-            usleep(useconds_t(50 * (round % 12)));
+            usleep(delay);
             shell.signal_job(SIGCONT);
-            ASSERT_TRUE(runs()) << kind << " in round " << round;
+            ASSERT_TRUE(runs()) << kind << late << " in round " << round;
+        }
+        // In the background, where it is about to stop once more, and at once in the foreground.
+        for (int round = 0; round < 12; ++round) {
+            const int stops = shell.shared->stops;
+            shell.signal_job(SIGTSTP);
+            client.wait_until([&] { return shell.shared->stops > stops; }, "the client to stop");
+            const int turns = shell.shared->turns;
+            client.signal(SIGUSR2);
+            for (int patience = 0; shell.shared->turns == turns && patience < 100'000; ++patience) {
+                usleep(20);
+            }
+            usleep(useconds_t(100 * round));
+            client.signal(SIGUSR1);
+            ASSERT_TRUE(runs()) << kind << late << " in the foreground in round " << round;
         }
         // A terminal that takes nothing keeps it from stopping for a while.
         client.reading = false;
@@ -306,24 +365,52 @@ TEST(Job, AStoppedSerialLineDoesNotKeepItFromEnding)
     }
 }
 
+namespace {
+
 // A daemon whose queue of connections is full keeps the client waiting.
-TEST(Job, ConnectingWaitsThroughSignals)
-{
+struct FullQueue {
     const std::string key = "queue-" + std::to_string(getpid());
     const std::string directory = "/var/run/zorvad/" + key;
-    std::filesystem::create_directories(directory);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    (directory + "/cmd.sck").copy(address.sun_path, sizeof address.sun_path - 1);
-    const auto *name = reinterpret_cast<const sockaddr *>(&address);
     const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const int first = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(0, bind(listener, name, sizeof address));
-    ASSERT_EQ(0, listen(listener, 0));
-    ASSERT_EQ(0, connect(first, name, sizeof address));
+
+    FullQueue()
+    {
+        std::filesystem::create_directories(directory);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        (directory + "/cmd.sck").copy(address.sun_path, sizeof address.sun_path - 1);
+        const auto *name = reinterpret_cast<const sockaddr *>(&address);
+        EXPECT_EQ(0, bind(listener, name, sizeof address));
+        EXPECT_EQ(0, listen(listener, 0));
+        EXPECT_EQ(0, connect(first, name, sizeof address));
+    }
+    ~FullQueue()
+    {
+        close(first);
+        close(listener);
+        std::filesystem::remove_all(directory);
+    }
+};
+
+} // namespace
+
+TEST(Job, EndedJustBeforeItWaitsToConnect)
+{
+    const FullQueue daemon;
+    Program client({.arguments = {ZORVAD_CLIENT, daemon.key},
+                    .environment = {{"ZORVAD_ENDED_CONNECTING", "1"}}});
+    EXPECT_EQ(0, client.wait_for_exit());
+    EXPECT_EQ("", client.error_output() + client.log());
+}
+
+TEST(Job, ConnectingWaitsThroughSignals)
+{
+    const FullQueue daemon;
     for (const auto &[end, status] : {std::pair{SIGTERM, 0}, {SIGINT, 0}, {SIGHUP, 128 + SIGHUP}}) {
         const Shell shell;
-        Program client({.arguments = {ZORVAD_CLIENT, key}, .before_exec = [&] { shell.run(); }});
+        Program client(
+            {.arguments = {ZORVAD_CLIENT, daemon.key}, .before_exec = [&] { shell.run(); }});
         const auto waits = [&] {
             const std::string job = std::to_string(shell.shared->job);
             return read_file("/proc/" + job + "/wchan").starts_with("unix_");
@@ -340,9 +427,6 @@ TEST(Job, ConnectingWaitsThroughSignals)
             loop().run_until([&] { return !client.running(); }, std::chrono::milliseconds(100)));
         shell.signal_job(end);
         EXPECT_EQ(status, client.wait_for_exit());
-        EXPECT_EQ("", client.error_output());
+        EXPECT_EQ("", client.error_output() + client.log());
     }
-    close(first);
-    close(listener);
-    std::filesystem::remove_all(directory);
 }
