@@ -155,6 +155,19 @@ TEST(Relay, NothingIsLostWhenEitherSocketHangsUp)
     }
 }
 
+TEST(Relay, WhatTheTerminalHoldsAtTheEndIsShown)
+{
+    const std::string bytes(10'000, 'x'); // more than it hands on before anybody reads
+    Session session(BASIC);
+    session.start();
+    session.client->reading = false;
+    session.daemon.send(bytes);
+    session.daemon.hang_up_data();
+    EXPECT_EQ(0, session.client->wait_for_exit());
+    session.client->reading = true;
+    session.play({{SHOWS, bytes}});
+}
+
 TEST(Relay, WhatWasTypedBeforeTheEndReachesThePort)
 {
     const std::string typed = std::string(600'000, 'k') + "end";
