@@ -184,8 +184,8 @@ bool pass_row(Rows &rows, int cols, Line *into)
 
 bool can_gather(const Guard &guard)
 {
-    return guard.margins == 0 && guard.designated == 0 && !guard.wraps_not && !guard.feeds_return &&
-           !guard.lines_doubled;
+    return guard.margins == 0 && guard.designated == 0 && !guard.autowrap_off &&
+           !guard.newline_mode && !guard.lines_doubled;
 }
 
 void send_sequences(VTerm *vt, int first, char final, int second, char second_final)

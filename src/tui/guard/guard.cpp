@@ -14,8 +14,8 @@
 
 namespace {
 
-// What is looked at together: bytes held back and some that follow.
-constexpr size_t JOINED = sizeof Guard::held + 256;
+// Room for a tail and some bytes that follow it, which are looked at together.
+constexpr size_t JOINED = sizeof Guard::tail + 256;
 constexpr char BELL = 0x07;
 constexpr char CANCEL = 0x18;
 constexpr char SUBSTITUTE = 0x1a;
@@ -30,11 +30,11 @@ void pass_control_within(GuardWalk &walk)
 {
     const char byte = *walk.at;
     if (byte == GUARD_ESCAPE) {
-        walk.guard.held_length = 0;
+        walk.guard.tail_length = 0;
         return;
     }
     if (byte == CANCEL || byte == SUBSTITUTE) {
-        walk.guard.held_length = 0;
+        walk.guard.tail_length = 0;
     } else {
         guard_send_bytes(walk.vt, {&byte, 1});
     }
@@ -68,11 +68,11 @@ bool ends_string(char byte)
 // Only OSC says something to libvterm, and only when it ends as it should.
 void end_string(Guard &guard, VTerm *vt, char byte)
 {
-    if (guard.held_length > 0 && (byte == BELL || byte == GUARD_ESCAPE)) {
-        guard.held[guard.held_length] = BELL; // in one piece, or libvterm forgets the first
-        guard_send_bytes(vt, {guard.held, guard.held_length + 1U});
+    if (guard.tail_length > 0 && (byte == BELL || byte == GUARD_ESCAPE)) {
+        guard.tail[guard.tail_length] = BELL; // in one piece, or libvterm forgets the first
+        guard_send_bytes(vt, {guard.tail, guard.tail_length + 1U});
     }
-    guard.held_length = 0;
+    guard.tail_length = 0;
     guard.string_left = 0;
 }
 
@@ -90,10 +90,10 @@ void pass_string(GuardWalk &walk)
         }
         if (is_control(byte)) {
             guard_send_bytes(walk.vt, {&byte, 1});
-        } else if (guard.held_length == sizeof guard.held - 1 || guard.string_left == 0) {
-            guard.held_length = 0; // too long, and dropped
-        } else if (guard.held_length > 0) {
-            guard.held[guard.held_length++] = byte;
+        } else if (guard.tail_length == sizeof guard.tail - 1 || guard.string_left == 0) {
+            guard.tail_length = 0; // too long, and dropped
+        } else if (guard.tail_length > 0) {
+            guard.tail[guard.tail_length++] = byte;
         }
     }
     walk.unsent = walk.at;
@@ -109,26 +109,26 @@ void pass_item(GuardWalk &walk)
     }
 }
 
-// What was held back, together with some of what follows it.
-void pass_held(GuardWalk &walk)
+// The tail of the chunk before, together with some of what follows it.
+void pass_tail(GuardWalk &walk)
 {
     char joined[JOINED];
-    const size_t held = walk.guard.held_length;
-    const size_t added = std::min(static_cast<size_t>(walk.end - walk.at), sizeof joined - held);
-    memcpy(joined, walk.guard.held, held);
-    memcpy(joined + held, walk.at, added);
-    walk.guard.held_length = 0;
-    GuardWalk item{walk.guard, walk.vt, joined, joined, joined + held + added, nullptr};
+    const size_t kept = walk.guard.tail_length;
+    const size_t added = std::min(static_cast<size_t>(walk.end - walk.at), sizeof joined - kept);
+    memcpy(joined, walk.guard.tail, kept);
+    memcpy(joined + kept, walk.at, added);
+    walk.guard.tail_length = 0;
+    GuardWalk item{walk.guard, walk.vt, joined, joined, joined + kept + added, nullptr};
     pass_item(item);
     guard_send(item);
     guard_keep_glyph(item);
-    walk.at += item.at - (joined + held);
+    walk.at += item.at - (joined + kept);
     walk.unsent = walk.at;
 }
 
-void pass_unheld(GuardWalk &walk)
+void pass_chunk(GuardWalk &walk)
 {
-    while (walk.at < walk.end && walk.guard.held_length == 0 && walk.guard.string_left == 0) {
+    while (walk.at < walk.end && walk.guard.tail_length == 0 && walk.guard.string_left == 0) {
         if (walk.at - walk.unsent >= GUARD_PIECE) {
             guard_send(walk);
         }
@@ -205,10 +205,10 @@ void guard_write(Guard &guard, VTerm *vt, const char *bytes, size_t length)
     while (walk.at < walk.end) {
         if (guard.string_left > 0) {
             pass_string(walk);
-        } else if (guard.held_length > 0) {
-            pass_held(walk);
+        } else if (guard.tail_length > 0) {
+            pass_tail(walk);
         } else {
-            pass_unheld(walk);
+            pass_chunk(walk);
         }
     }
 }

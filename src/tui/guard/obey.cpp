@@ -60,7 +60,7 @@ void set_private_mode(Guard &guard, VTerm *vt, int mode, bool on)
         guard.modes.cursor_keys = on;
         break;
     case 7:
-        guard.wraps_not = !on;
+        guard.autowrap_off = !on;
         break;
     case 47:
     case 1047:
@@ -157,7 +157,7 @@ void obey_csi(Guard &guard, VTerm *vt, std::string_view sequence)
         note_margins(guard, vt, sequence);
     }
     if ((final == 'h' || final == 'l') && first_number(sequence) == 20) {
-        guard.feeds_return = final == 'h';
+        guard.newline_mode = final == 'h';
     }
     guard_send_bytes(vt, sequence);
 }
@@ -168,8 +168,8 @@ void reset(Guard &guard, VTerm *vt)
     guard.side_margins = false;
     guard.margins = 0;
     guard.designated = 0;
-    guard.wraps_not = false;
-    guard.feeds_return = false;
+    guard.autowrap_off = false;
+    guard.newline_mode = false;
     guard.lines_doubled = false;
     guard.alternate = false;
     guard_send_bytes(vt, "\x1b[?1047l\x1b\x63"); // libvterm alone stays on the alternate screen
@@ -214,7 +214,7 @@ void begin_string(Guard &guard, std::string_view introducer)
 {
     guard.string_left = GUARD_STRING_SIZE;
     if (introducer.back() == ']') {
-        guard_hold_back(guard, introducer); // the others tell libvterm nothing
+        guard_keep_tail(guard, introducer); // the others tell libvterm nothing
     }
 }
 
@@ -225,7 +225,7 @@ void guard_obey(Guard &guard, VTerm *vt, const GuardSequence &sequence)
     const std::string_view text(sequence.text, sequence.length);
     switch (sequence.kind) {
     case GuardSequenceKind::CUT:
-        guard_hold_back(guard, text);
+        guard_keep_tail(guard, text);
         break;
     case GuardSequenceKind::BROKEN:
         break;

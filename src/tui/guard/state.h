@@ -31,8 +31,8 @@ struct Guard {
     uint8_t margins;   // that the port may have set since they were last reset, a GuardMargins each
     bool side_margins; // it has switched those on the left and right on
     uint8_t designated; // the character sets that do not hold ASCII, a bit each
-    bool wraps_not;     // the cursor stays in the last column
-    bool feeds_return;  // a line feed goes to the first column as well
+    bool autowrap_off;  // the cursor stays in the last column
+    bool newline_mode;  // a line feed goes to the first column as well
     bool lines_doubled; // some lines may have half the columns
     bool alternate;     // the alternate screen is shown, of which no lines are saved
     KeyModes modes;     // as the port has set them
@@ -44,7 +44,7 @@ struct Guard {
     char glyph[4 * (1 + GUARD_MAX_MARKS)];
     // The end of the last chunk: a character or a sequence that is cut, or an OSC string so far.
     uint16_t string_left; // how long the control string may still become; 0 outside of one
-    uint16_t held_length;
-    char held[512];
+    uint16_t tail_length;
+    char tail[512];
 };
 static_assert(std::is_trivial_v<Guard> && std::is_standard_layout_v<Guard>);

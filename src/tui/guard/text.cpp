@@ -112,7 +112,7 @@ void pass_character(GuardWalk &walk)
     if (character.cut) {
         guard_leave_out(walk, bytes.size());
         guard_keep_glyph(walk);
-        guard_hold_back(walk.guard, bytes);
+        guard_keep_tail(walk.guard, bytes);
         return;
     }
     if (!character.valid) {

@@ -46,8 +46,8 @@ void guard_keep_glyph(GuardWalk &walk)
     }
 }
 
-void guard_hold_back(Guard &guard, std::string_view bytes)
+void guard_keep_tail(Guard &guard, std::string_view bytes)
 {
-    guard.held_length = static_cast<uint16_t>(bytes.size());
-    memcpy(guard.held, bytes.data(), bytes.size());
+    guard.tail_length = static_cast<uint16_t>(bytes.size());
+    memcpy(guard.tail, bytes.data(), bytes.size());
 }

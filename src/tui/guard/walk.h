@@ -42,5 +42,5 @@ void guard_leave_out(GuardWalk &walk, size_t length);
 // Has guard.glyph hold the last character.
 void guard_keep_glyph(GuardWalk &walk);
 
-// Keeps bytes until more have come. At most as many as guard.held has room for.
-void guard_hold_back(Guard &guard, std::string_view bytes);
+// Keeps bytes until more have come, as the tail: at most as many as guard.tail has room for.
+void guard_keep_tail(Guard &guard, std::string_view bytes);
