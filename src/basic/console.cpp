@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <initializer_list>
+#include <poll.h>
 #include <string.h>
 #include <termios.h>
 #include <unistd.h>
@@ -66,13 +67,29 @@ void on_stdout_state(ustream *stream)
     }
 }
 
+// A terminal that somebody has made block gives nothing after a while, which looks like an end of
+// input. Only one that is gone, or an error, is one.
+bool terminal_goes_on()
+{
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    char nothing;
+    return console.is_terminal && poll(&input, 1, 0) >= 0 &&
+           (input.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0 &&
+           read(STDIN_FILENO, &nothing, 0) == 0;
+}
+
 void basic_stdin_state_cb(ustream *stream)
 {
     // A pipe whose writer has gone may show as an error; reading tells the end of input.
     if (!stream->eof && stream->write_error) {
         read_gate_poll(typed_input);
     }
-    if (stream->eof) {
+    if (stream->eof && terminal_goes_on()) {
+        stream->eof = false;
+        console_take_flags();
+        read_gate_hold(typed_input, HOLD_TURN); // released, the loop is told anew what to watch
+        read_gate_release(typed_input, HOLD_TURN);
+    } else if (stream->eof) {
         connection_quit(zorvad);
     }
 }

@@ -137,19 +137,19 @@ TEST_F(PowerMenu, AClosedPipeDoesNotEndItButTheScriptsDeathDoes)
     }
 }
 
-// Its standard error is the client's, and so is what it does to it: the terminal blocks.
+// Its standard error is the client's, and so is what it does to it: the terminal blocks, also
+// between two reads of the client.
 TEST_F(PowerMenu, AScriptThatMakesTheTerminalBlock)
 {
-    Power session("#!/usr/bin/perl\nuse Fcntl; $| = 1; fcntl(STDERR, F_SETFL, O_RDWR);\n"
-                  "print 'blocks'; <STDIN>; <STDIN>; select undef, undef, undef, 0.3;\n"
-                  "fcntl(STDERR, F_SETFL, O_RDWR);\n", // not in between two reads of the client
+    Power session("#!/usr/bin/perl\nuse Fcntl; use Time::HiRes 'time'; $| = 1; my $start = time;\n"
+                  "print 'blocks'; fcntl(STDERR, F_SETFL, O_RDWR) while time < $start + 0.5;\n"
+                  "<STDIN>; fcntl(STDERR, F_SETFL, O_RDWR);\n",
                   {.columns = 120, .before_exec = [] { dup2(0, 2); }});
-    session.play({{TYPE, "\5p"},
-                  {SHOWS, ENTERING + "blocks"},
-                  {TYPE, "a\r"},
-                  {SHOWS, "a\r\n"},
-                  {TYPE, "b\r"},
-                  {SHOWS, "b\r\n" + EXITED}});
+    session.play({{TYPE, "\5p"}, {SHOWS, ENTERING + "blocks"}});
+    for (int key = 0; key < 10; ++key) {
+        session.play({{TYPE, "a"}, {SHOWS, "a"}});
+    }
+    session.play({{TYPE, "\r"}, {SHOWS, "\r\n" + EXITED}});
     session.expect_relay();
 }
 
