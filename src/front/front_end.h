@@ -15,8 +15,8 @@ struct FrontEnd {
     // Give the terminal to somebody else for a while, and take it back.
     void (*suspend)(void);
     void (*resume)(void);
-    // In a signal handler that has interrupted a read: keeps it from waiting when it is tried again.
-    // Null where it is not.
+    // In a signal handler that has interrupted a read: keeps it from waiting when it is tried
+    // again. Null where none can wait.
     void (*take_flags)(void);
     // In a signal handler, when the program crashes: gives the terminal back.
     void (*rescue)(void);
