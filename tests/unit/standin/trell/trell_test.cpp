@@ -106,14 +106,14 @@ TEST(JsonStream, LimitsDepthAndSize)
     EXPECT_FALSE(parsed.feed("[" + deepest + "]"));
     EXPECT_TRUE(parsed.feed(deepest));
     EXPECT_EQ(parsed.take(), deepest + ";");
-    for (const char *begin : {"[\"", "{\"", "[0"}) {
+    for (const char *begin : {"[\"", "{\""}) {
         size_t taken = 0;
         EXPECT_TRUE(parsed.feed(begin));
-        while (taken < 64 * MEGABYTE && parsed.feed(begin[1] == '0' ? ",[],[]" : letters)) {
-            taken += begin[1] == '0' ? 6 : letters.size();
+        while (taken < 64 * MEGABYTE && parsed.feed(letters)) {
+            taken += letters.size();
         }
         EXPECT_LT(taken, 18 * MEGABYTE) << begin;
-        EXPECT_GT(taken, begin[1] == '0' ? 3 * MEGABYTE : 15 * MEGABYTE) << begin;
+        EXPECT_GT(taken, 15 * MEGABYTE) << begin;
         EXPECT_TRUE(parsed.feed("{}"));
         EXPECT_EQ(parsed.take(), "{};") << begin;
     }
