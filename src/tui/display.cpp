@@ -31,6 +31,7 @@ constexpr int LINE_WAITING_MAX = 128;
 constexpr int LINE_LOOK_MS = 5;
 
 struct Display {
+    const char *path; // of the terminal; not owned
     ustream_fd output;
     bool output_open; // output has a descriptor
     bool stopping;    // the stream is gone: write to its descriptor as well as it takes it
@@ -219,6 +220,7 @@ bool send(const char *bytes, size_t count)
 
 int display_start(const char *path)
 {
+    display.path = path;
     if (open_output(path) != 0) {
         return -1;
     }
@@ -233,6 +235,11 @@ int display_start(const char *path)
     display.terminal_modes = {true, true, false};
     send_modes({});
     return result;
+}
+
+int display_restart()
+{
+    return display_start(display.path);
 }
 
 void display_stop()

@@ -12,6 +12,9 @@
 // terminal that can be used; nothing is left open then.
 [[nodiscard]] int display_start(const char *path);
 
+// The same after a stop, on the same terminal. (The path is not copied.)
+[[nodiscard]] int display_restart();
+
 // Restores the terminal. Waits at most a second for a terminal that takes nothing, then drops what
 // it has not taken. Does nothing when it is not started.
 void display_stop();

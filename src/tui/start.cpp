@@ -17,17 +17,14 @@
 
 namespace {
 
-const char *terminal_path;
-
-// Starts termbox2 and sets it up; its result when that fails.
-int open_display()
+// Sets termbox2 up if the display has started, and returns the result of that.
+int set_up(int started)
 {
-    const int result = display_start(terminal_path);
-    if (result == TB_OK) {
+    if (started == TB_OK) {
         (void)tb_set_func(TB_FUNC_EXTRACT_PRE, tui_extract_hook);
         (void)tb_set_output_mode(TB_OUTPUT_NORMAL);
     }
-    return result;
+    return started;
 }
 
 // The terminal widget comes second and so gets the keyboard.
@@ -64,7 +61,7 @@ void suspend()
 void resume()
 {
     suspend(); // whoever continued the client may have used the terminal in between
-    if (open_display() != TB_OK || tui_input_start() != 0) {
+    if (set_up(display_restart()) != TB_OK || tui_input_start() != 0) {
         connection_quit(zorvad);
         return;
     }
@@ -124,8 +121,7 @@ const FrontEnd tui_front_end = {
 
 int tui_start_on(const char *terminal, DaemonConnection &connection)
 {
-    terminal_path = terminal;
-    const int result = open_display();
+    const int result = set_up(display_start(terminal));
     if (result != TB_OK) {
         return result;
     }
