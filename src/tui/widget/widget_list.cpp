@@ -58,6 +58,8 @@ void feed_all(const char *bytes, int length, WidgetList *list)
 void show_port_output(WidgetList *list, int64_t since_us)
 {
     list->unshown = false;
+    list->read_before = list->read_at_picture;
+    list->read_at_picture = zorvad.port_output.bytes;
     draw_all(list);
     display_present();
     const int64_t now = monotonic_us();
@@ -213,7 +215,8 @@ void tui_output_sink(const char *bytes, int32_t length)
 {
     widget_list_feed(bytes, length, widget_list);
     const bool is_all = zorvad.data_stream.stream.r.data_bytes == length;
-    if (is_all && length <= LITTLE && widget_list_is_paced()) {
+    const int64_t read = zorvad.port_output.bytes + length - widget_list->read_before;
+    if (is_all && read <= LITTLE && widget_list_is_paced()) {
         read_gate_hold(zorvad.port_output, HOLD_REST);
     }
 }

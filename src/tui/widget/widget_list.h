@@ -16,9 +16,11 @@ struct WidgetList {
     int32_t width;         // screen columns
     uloop_timeout refresh; // every WIDGET_REFRESH_MS, until it finds the list empty
 
-    uloop_timeout pause;   // while it is pending port output is not shown
-    bool unshown;          // port output came since it was last shown
-    int64_t answers_until; // by monotonic_ms: port output before that may answer a key
+    uloop_timeout pause;     // while it is pending port output is not shown
+    bool unshown;            // port output came since it was last shown
+    int64_t read_at_picture; // bytes of port output when the last picture was made
+    int64_t read_before;     // and when the one before was
+    int64_t answers_until;   // by monotonic_ms: port output before that may answer a key
 };
 
 // The one list of the process; null until the terminal UI starts.

@@ -111,7 +111,8 @@ TEST_F(Stack, ReadsLittleOutputWhenItIsShown)
     EXPECT_TRUE(print("more")) << "a moment later";
     widget_list_input("x", 1, list);
     EXPECT_EQ(0, zorvad.port_output.holds) << "its answer is not to wait";
-    EXPECT_TRUE(print(std::string(2000, 'x')));
+    zorvad.piece_controls = 1;
+    EXPECT_TRUE(print(std::string(2000, 'x') + "\n\n")) << "whose last piece is little";
     EXPECT_TRUE(list->pause.pending);
     EXPECT_EQ(0, zorvad.port_output.holds) << "what is printed fast is read at once";
     widget_list = nullptr;
