@@ -1,5 +1,6 @@
 // The power menu, with power scripts of the tests' own.
 #include "e2e/fixture.h"
+#include "e2e/shell.h"
 #include "support/power_script.h"
 
 #include <csignal>
@@ -196,6 +197,31 @@ TEST_F(PowerMenu, TheSessionEndsUnderTheMenu)
         session.play({{TYPE, "\5p"}, {SHOWS, DIALOGUE_START}});
         end(session);
         EXPECT_EQ(0, session.client->wait_for_exit());
+    }
+}
+
+TEST_F(PowerMenu, StoppedAndEndedUnderIt)
+{
+    for (const int stop : {SIGTSTP, SIGSTOP}) {
+        for (const int end : {SIGTERM, SIGHUP}) {
+            const Shell shell;
+            Power session(DIALOGUE, {.columns = 120, .before_exec = [&] { shell.run(); }});
+            Program &client = *session.client;
+            client.send("\5p");
+            session.play({{SHOWS, DIALOGUE_START}});
+            shell.signal_job(stop);
+            shell.wait_for_stops(client, 1);
+            EXPECT_TRUE(stop == SIGSTOP || session.terminal_is_as_found());
+            client.signal(SIGUSR1);
+            client.wait_until([&] { return !session.terminal_is_as_found(); }, "its terminal");
+            client.send("on 1\r");
+            session.play({{SHOWS, "on 1\r\ngot $'on 1\\r'\n"}});
+            shell.signal_job(stop);
+            shell.wait_for_stops(client, 2);
+            shell.signal_job(end);
+            client.signal(SIGUSR2);
+            EXPECT_EQ(0, client.wait_for_exit());
+        }
     }
 }
 
