@@ -2,6 +2,7 @@
 #include "e2e/fixture.h"
 #include "e2e/shell.h"
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -10,6 +11,24 @@
 #include <unistd.h>
 
 using namespace support;
+
+namespace {
+
+// Bytes on their way through the kernel are not in the terminal for a moment.
+void wait_until_all_is_read(Program &client)
+{
+    using Clock = std::chrono::steady_clock;
+    client.wait_until_taken();
+    Clock::time_point since = Clock::now();
+    client.wait_until(
+        [&] {
+            since = client.waiting_input() > 0 ? Clock::now() : since;
+            return Clock::now() - since > std::chrono::milliseconds(100);
+        },
+        "its reading");
+}
+
+} // namespace
 
 TEST(Job, StoppedAndContinued)
 {
@@ -114,7 +133,7 @@ TEST(Job, EndsWithoutTheShellsTerminal)
                 session.daemon.reading = !stuck;
                 if (stuck) {
                     client.send(std::string(600'000, 'x'));
-                    client.wait_until_taken();
+                    wait_until_all_is_read(client);
                 } else {
                     session.expect_relay();
                 }
