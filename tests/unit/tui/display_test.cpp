@@ -2,6 +2,7 @@
 #include "tui/display.h"
 
 #include <chrono>
+#include <fstream>
 #include <string>
 
 #include <fcntl.h>
@@ -113,6 +114,22 @@ TEST_F(DisplayTest, TheCursorIsBackAfterTheTerminalWasGivenAway)
     display_present();
     (void)uloop_run_timeout(0);
     EXPECT_TRUE(shown_on(screen.terminal).ends_with("\x1b[?25h\x1b[3;7H"));
+}
+
+TEST_F(DisplayTest, APictureTakesFewWrites)
+{
+    const auto writes = [] {
+        std::ifstream counters("/proc/self/io");
+        long count = 0;
+        for (std::string name; name != "syscw:" && counters >> name >> count;) {
+        }
+        return count;
+    };
+    (void)shown_on(screen.terminal);
+    const long before = writes();
+    fill();
+    EXPECT_LT(writes() - before, 20);
+    EXPECT_GT(shown_on(screen.terminal).size(), 1000U);
 }
 
 // No timer runs by then: that the terminal takes bytes is what sends it.
