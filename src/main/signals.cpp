@@ -15,13 +15,14 @@
 
 namespace {
 
-volatile sig_atomic_t continue_count; // how often the client was continued
-volatile sig_atomic_t end_count;      // and told to end by SIGINT or SIGTERM
-volatile sig_atomic_t is_watching;
-uloop_fd stop_watch; // of a descriptor that is readable while a SIGTSTP waits
-
-// What the loop does about the signals that end the session.
-struct sigaction loop_action[NSIG];
+struct Signals {
+    volatile sig_atomic_t continue_count; // how often the client was continued
+    volatile sig_atomic_t end_count;      // and told to end by SIGINT or SIGTERM
+    volatile sig_atomic_t watching;       // the loop sees them: there is a session to end
+    uloop_fd stop_watch;                  // of a descriptor that is readable while a SIGTSTP waits
+    struct sigaction loop_action[NSIG];   // of the loop, for the signals that end the session
+};
+Signals signals;
 
 void set_blocked(int signal_number, bool blocked)
 {
@@ -82,14 +83,14 @@ void on_background_read(int signal_number)
 
 void on_continue(int signal_number)
 {
-    continue_count = continue_count + 1;
+    signals.continue_count = signals.continue_count + 1;
     signal_pipe_notify(signal_number);
 }
 
 // Whatever else has come with it, or comes, does not stop the client.
 void on_end_signal(int signal_number)
 {
-    if (!is_watching) {
+    if (!signals.watching) {
         _exit(0); // there is nothing yet to give back or to hand on
     }
     signals_let_end();
@@ -98,8 +99,8 @@ void on_end_signal(int signal_number)
     if (signal_number == SIGHUP) {
         uloop_cancelled = true;
     } else {
-        end_count = end_count + 1;
-        loop_action[signal_number].sa_handler(signal_number);
+        signals.end_count = signals.end_count + 1;
+        signals.loop_action[signal_number].sa_handler(signal_number);
     }
 }
 
@@ -107,10 +108,10 @@ void on_end_signal(int signal_number)
 // client's again, nor on the way out.
 void take_terminal_back()
 {
-    const sig_atomic_t count_before = continue_count;
+    const sig_atomic_t count_before = signals.continue_count;
     if (!connection_is_ending(zorvad) && front_end->in_background()) {
         stop_in_background(SIGTTOU);
-        if (continue_count != count_before) {
+        if (signals.continue_count != count_before) {
             return; // that signal's turn comes
         }
     }
@@ -136,11 +137,11 @@ void on_stop_waiting(uloop_fd *, unsigned int)
     if (!is_waiting(SIGTSTP)) {
         return;
     }
-    const sig_atomic_t count_before = continue_count;
+    const sig_atomic_t count_before = signals.continue_count;
     front_end->suspend();
     set_blocked(SIGTSTP, false); // stops
     set_blocked(SIGTSTP, true);
-    if (continue_count == count_before) {
+    if (signals.continue_count == count_before) {
         take_terminal_back(); // nobody could continue it, so it was not stopped
     }
 }
@@ -174,9 +175,9 @@ int watch_stop()
     sigset_t stop;
     sigemptyset(&stop);
     sigaddset(&stop, SIGTSTP);
-    stop_watch.fd = signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK);
-    stop_watch.cb = on_stop_waiting;
-    if (stop_watch.fd < 0 || uloop_fd_add(&stop_watch, ULOOP_READ) != 0) {
+    signals.stop_watch.fd = signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK);
+    signals.stop_watch.cb = on_stop_waiting;
+    if (signals.stop_watch.fd < 0 || uloop_fd_add(&signals.stop_watch, ULOOP_READ) != 0) {
         ulog(LOG_ERR, "Could not watch for stops: %s\n", strerror(errno));
         return -1;
     }
@@ -202,8 +203,8 @@ void signals_prepare()
 void signals_take_ends()
 {
     for (int number : {SIGINT, SIGTERM}) {
-        sigaction(number, nullptr, &loop_action[number]);
-        if (loop_action[number].sa_handler != SIG_DFL) { // the loop takes no ignored ones
+        sigaction(number, nullptr, &signals.loop_action[number]);
+        if (signals.loop_action[number].sa_handler != SIG_DFL) { // the loop takes no ignored ones
             (void)install(number, on_end_signal, 0);
         }
         set_blocked(number, false);
@@ -215,7 +216,7 @@ int signals_watch()
     if (signal_pipe_open(handle_signal) != 0 || watch_stop() != 0) {
         return -1;
     }
-    is_watching = 1;
+    signals.watching = 1;
     (void)install(SIGHUP, on_end_signal, 0);
     // Setting the terminal stops a client in the background; in the foreground it goes on.
     (void)install(SIGCONT, on_continue, SA_RESTART);
@@ -233,5 +234,5 @@ void signals_let_end()
 
 int signals_end_count()
 {
-    return end_count;
+    return signals.end_count;
 }
