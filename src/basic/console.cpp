@@ -44,7 +44,7 @@ void set_raw_mode(int (*set)(int terminal, const termios &settings))
     raw.c_cc[VMIN] = 0;
     raw.c_cc[VTIME] = 1;
     console.is_raw = true;
-    (void)set(STDIN_FILENO, raw); // cannot be helped
+    (void)set(STDIN_FILENO, raw); // where it fails, the session goes on without
 }
 
 void on_stdout_written(ustream *stream, int)
@@ -59,7 +59,7 @@ void on_stdout_written(ustream *stream, int)
     }
 }
 
-// Nobody reads what the client prints any more.
+// An error means that nobody reads what the client prints any more.
 void on_stdout_state(ustream *stream)
 {
     if (stream->write_error) {
@@ -67,8 +67,8 @@ void on_stdout_state(ustream *stream)
     }
 }
 
-// A terminal that somebody has made block gives nothing after a while, which looks like an end of
-// input. Only one that is gone, or an error, is one.
+// Whether the terminal is still there at what looks like the end of input: where somebody has taken
+// its O_NONBLOCK away, a read returns 0 when nothing was typed for a while (VTIME).
 bool terminal_goes_on()
 {
     pollfd input = {STDIN_FILENO, POLLIN, 0};
@@ -87,7 +87,7 @@ void basic_stdin_state_cb(ustream *stream)
     if (stream->eof && terminal_goes_on()) {
         stream->eof = false;
         console_take_flags();
-        read_gate_hold(typed_input, HOLD_TURN); // released, the loop is told anew what to watch
+        read_gate_hold(typed_input, HOLD_TURN); // the release has the loop watch the terminal anew
         read_gate_release(typed_input, HOLD_TURN);
     } else if (stream->eof) {
         connection_quit(zorvad);
@@ -107,7 +107,8 @@ void read_unwatched_input(uloop_timeout *)
     }
 }
 
-// A terminal gets nothing more: what waits is dropped. A pipe is still the client's.
+// Nothing more is written to the terminal, what waits is dropped. A pipe is written to all the
+// same.
 void leave_to_other_job()
 {
     if (isatty(STDOUT_FILENO)) {
@@ -157,7 +158,7 @@ void basic_streams_init()
 
 void basic_output_sink(const char *bytes, int32_t length)
 {
-    (void)ustream_write(&stdout_stream.stream, bytes, length, false); // see on_stdout_state
+    (void)ustream_write(&stdout_stream.stream, bytes, length, false); // on_stdout_state sees errors
     console_hold_when_full(zorvad.port_output);
 }
 

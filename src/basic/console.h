@@ -38,7 +38,7 @@ void basic_streams_init();
 // Output sink of the basic interface: port output goes to standard output byte for byte.
 void basic_output_sink(const char *bytes, int32_t length);
 
-// Writes text to standard output; it may hold a reader of daemon or script output back.
+// Writes text to standard output, behind what waits there.
 void console_print(const char *text);
 
 // True while the answers to keys would only pile up: the terminal takes nothing. The keyboard is

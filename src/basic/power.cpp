@@ -25,7 +25,7 @@ ReadGate script_output;
 void ignore_data(ustream *, int) {}
 void ignore_state(ustream *) {}
 
-// Held again by the next chunk that the script does not take.
+// The next chunk that the script does not take has the keyboard held again.
 void on_script_input_written(ustream *stream, int)
 {
     if (stream->w.data_bytes <= TYPED_RESUME) {

@@ -34,7 +34,7 @@ void show_notice(const char *text)
     }
 }
 
-// Asked for before, maybe many times: a terminal that takes nothing is not asked.
+// The reply to a key, which may have been pressed many times: not where the terminal takes nothing.
 void show_sessions(const char *text)
 {
     if (!console_is_stuck()) {
@@ -55,7 +55,7 @@ const FrontEnd basic_front_end = {
     .in_background = in_background,
     .stop_sources = console_stop_sources,
     .printed = &stdout_stream,
-    .field_copy = printable_copy, // what is printed on the terminal must not drive it
+    .field_copy = printable_copy, // control characters of the daemon must not reach the terminal
     .show_notice = show_notice,
     .show_sessions = show_sessions,
 };

@@ -24,7 +24,8 @@ bool is_another_jobs(int terminal)
 
 int set_terminal(int terminal, const termios &settings)
 {
-    // A client in the background stops here; a signal that ends it may not be stopped once more.
+    // In the background the client is stopped here. Interrupted by a signal that ends it, it must
+    // not go on to the next call, which would stop it again.
     if (tcflush(terminal, TCIFLUSH) != 0 && errno == EINTR) {
         return -1;
     }
@@ -37,8 +38,8 @@ void give_terminal_back(int terminal, const termios &found, const termios &own)
     sigset_t before;
     sigemptyset(&stop);
     sigaddset(&stop, SIGTTOU);
-    sigprocmask(SIG_BLOCK, &stop, &before); // so that it may be done from the background
-    termios now = {};                       // the system fills fewer of c_cc than there are
+    sigprocmask(SIG_BLOCK, &stop, &before); // else a call from the background would stop the client
+    termios now = {};                       // the system does not fill all of c_cc
     if (!is_another_jobs(terminal)) {
         (void)set_terminal(terminal, found); // a terminal that is gone needs no settings
     } else if (tcgetattr(terminal, &now) == 0 && are_equal(now, own)) {

@@ -15,22 +15,23 @@ DaemonConnection zorvad;
 
 namespace {
 
-// A piece of port output where control bytes are counted, and how many bytes are at once.
+// The longest piece of port output where control bytes are limited, and how many bytes are looked
+// at together.
 constexpr int32_t PIECE = 16384;
 constexpr int32_t BLOCK = 8;
 
 constexpr uint64_t EACH = 0x0101010101010101;
 constexpr uint64_t LOW_BITS = EACH * 0x7f;
 
-// 1 in the place of each byte that is that one.
+// A 1 in the place of each of eight bytes that equals the byte.
 uint64_t mark(uint64_t block, char byte)
 {
     const uint64_t differing = block ^ (EACH * static_cast<unsigned char>(byte));
     return ~(((differing & LOW_BITS) + LOW_BITS) | differing) >> 7 & EACH;
 }
 
-// How many control bytes are in the block, which the other one follows a byte later. A return does
-// nothing that takes time; to fill the screen (ESC # 8) takes as long as five others.
+// The control bytes among eight bytes; followers are the eight that begin one byte later. A return
+// counts as none, as it takes no time; one that fills the screen (ESC # 8) counts as five.
 int32_t count_controls(uint64_t block, uint64_t followers)
 {
     const uint64_t controls = ~(((block & LOW_BITS) + EACH * 0x60) | block) >> 7 & EACH;
@@ -38,8 +39,8 @@ int32_t count_controls(uint64_t block, uint64_t followers)
     return static_cast<int32_t>((controls - mark(block, '\r') + 4 * fills) * EACH >> 56);
 }
 
-// The length of the next piece, which ends in front of a control byte where it has its number of
-// them: one line feed or one sequence may be a lot of work.
+// The length of the next piece: it holds at most so many control bytes, as each (a line feed, the
+// beginning of a sequence) may be a lot of work for the sink.
 int32_t piece_length(const char *bytes, int32_t length, int32_t controls)
 {
     if (controls == 0) {
@@ -89,7 +90,7 @@ void data_notify_read(ustream *stream, int available)
         ustream_consume(stream, piece);
         read_gate_count(gate, piece);
         if (gate.holds != 0) {
-            return; // the gate hands on the rest
+            return; // the rest is handed on when the gate is released
         }
     }
 }

@@ -29,14 +29,14 @@ struct DaemonConnection {
 
     uint8_t hung_up;                   // the daemon closed one of the sockets
     volatile sig_atomic_t told_to_end; // by a signal; quit follows when the loop sees it
-    uint8_t ending;                    // what is on its way still goes on, nothing new begins
+    uint8_t ending;                    // what is on its way is finished, nothing new begins
     ReadGate port_output;              // when data_stream may read
     ReadGate replies;                  // when cmd_stream may read
     int32_t piece_controls;            // control bytes in one call of output_sink; 0 for any number
     void (*on_port_drained)(void); // what was typed is on its way to the port; set by the front end
-    uloop_fd cmd_hangup;           // watches cmd.sck while cmd_stream's full buffer keeps it blind
-    size_t command_count;          // the length of commands
-    uloop_timeout cmd_backlog;     // parses that full buffer once a command is in flight
+    uloop_fd cmd_hangup;       // watches cmd.sck for a hang-up while cmd_stream's buffer is full
+    size_t command_count;      // the length of commands
+    uloop_timeout cmd_backlog; // parses that full buffer once a command is in flight
 };
 
 // The one connection of the process.

@@ -40,7 +40,7 @@ void read_gate_release(ReadGate &gate, ReadHold reason)
     if (stream.r.data_bytes > 0) {
         stream.notify_read(&stream, stream.r.data_bytes);
         if (gate.holds != 0) {
-            return; // it had to stop again, or its turn is over
+            return; // held again
         }
     }
     ustream_set_read_blocked(&stream, false);
@@ -69,7 +69,7 @@ void read_gate_count(ReadGate &gate, int32_t bytes)
 
 void read_gate_poll(ReadGate &gate)
 {
-    // The stream reads until it would block, and nothing else ever tells it that it would.
+    // A stream reads until the read would block: without O_NONBLOCK the client would block with it.
     const int flags = fcntl(gate.source->fd.fd, F_GETFL);
     if (gate.holds == 0 && !gate.source->stream.eof && (flags & O_NONBLOCK) != 0) {
         (void)ustream_poll(&gate.source->stream); // what it read went to the read callback

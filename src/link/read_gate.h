@@ -7,14 +7,14 @@
 
 #include "dep/ubox.h"
 
-// How long anything that comes piece by piece is handled before all else gets its turn.
+// How long one source is handled before everything else gets a turn.
 constexpr int64_t TURN_US = 500;
 
 // Why a source is held; several may hold it at once.
 enum ReadHold : uint8_t {
     HOLD_SINK = 1, // the stream it feeds has too much waiting
-    HOLD_TURN = 2, // it had its turn
-    HOLD_END = 4,  // the session is over for it; never released
+    HOLD_TURN = 2, // its turn is over
+    HOLD_END = 4,  // the session is over: it is never released
     // Further streams that it feeds as well, named by its owner.
     HOLD_SECOND_SINK = 8,
     HOLD_THIRD_SINK = 16,

@@ -56,6 +56,6 @@ void signal_pipe_notify(int signal_number)
     }
     const int saved_errno = errno;
     const unsigned char number = static_cast<unsigned char>(signal_number);
-    (void)!write(signals.writer, &number, 1); // full, it holds thousands of the same signals
+    (void)!write(signals.writer, &number, 1); // a full pipe holds thousands of them already
     errno = saved_errno;
 }

@@ -9,10 +9,10 @@ namespace {
 
 constexpr int CRASH_SIGNALS[] = {SIGSEGV, SIGBUS, SIGABRT, SIGILL, SIGFPE};
 
-// What they did before, a sanitizer's report for instance.
+// The actions that these signals had before, for instance a sanitizer's.
 struct sigaction found[NSIG];
 
-// A stack that has overflowed holds no handler.
+// A stack of the handler's own: one that has overflowed has no room for it.
 alignas(16) char stack[32 * 1024];
 
 void on_crash(int signal_number)
@@ -23,7 +23,7 @@ void on_crash(int signal_number)
     if (front_end != nullptr) {
         front_end->rescue();
     }
-    raise(signal_number); // comes when this returns, unless what crashed does so again
+    raise(signal_number); // pending until this returns; then the former action is taken
 }
 
 } // namespace

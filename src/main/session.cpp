@@ -30,9 +30,9 @@ int64_t output_waiting()
     return zorvad.data_stream.stream.r.data_bytes + in_socket;
 }
 
-// A source that never runs dry must not keep the client from ending: only what there is goes on.
-// Returns where the port's output ends, counted as its gate does: after a hang-up of cmd.sck alone
-// the port may go on, maybe for ever.
+// Has the sources end: only what has come by now is handed on, as a source that always has more
+// would keep the client from ending. Returns where the port's output ends, counted as its gate
+// counts: after a hang-up of cmd.sck alone the port may go on for ever.
 int64_t stop_sources()
 {
     front_end->stop_sources();
@@ -48,7 +48,7 @@ bool port_output_is_read(int64_t output_end)
     if ((output.holds & HOLD_END) != 0 || front_end->printed->stream.write_error) {
         return true;
     }
-    read_gate_poll(output); // until nothing is left, unless it has to wait
+    read_gate_poll(output); // until nothing is left or the gate holds it
     if (output.bytes >= output_end) {
         read_gate_hold(output, HOLD_END);
         return true;
@@ -67,8 +67,8 @@ bool is_flushed(int64_t output_end)
            (front_end->printed == nullptr || is_written(*front_end->printed));
 }
 
-// What the other side of a descriptor has not taken, where the system tells: a socket's in whole
-// pieces, a serial terminal's, a pipe's.
+// Bytes that the other side of a descriptor has not taken, where the system tells: of a socket (in
+// whole pieces), a serial terminal or a pipe.
 int untaken_bytes(int descriptor)
 {
     int bytes = 0;
@@ -78,8 +78,8 @@ int untaken_bytes(int descriptor)
     return bytes;
 }
 
-// Numbers that change while bytes go on. A slow reader moves those of the system long before there
-// is room for more.
+// Numbers that change while bytes are on their way. With a slow reader the system's numbers change
+// long before the client's streams can write again.
 struct Progress {
     int typed;
     int untaken_by_port;

@@ -57,16 +57,16 @@ void stop_in_background(int signal_number)
 {
     set_blocked(signal_number, true);
     signal(signal_number, SIG_DFL);
-    raise(signal_number); // waits; a SIGCONT from here on takes it away
-    // One from before may have been taken away by it, but the terminal came with that.
+    raise(signal_number); // pending until unblocked; a SIGCONT from here on cancels it
+    // It has discarded a SIGCONT that was pending, but then the client is in the foreground.
     if (connection_is_ending(zorvad) || !front_end->in_background()) {
-        signal(signal_number, SIG_IGN); // takes it away, too
+        signal(signal_number, SIG_IGN); // cancels it as well
     }
     set_blocked(signal_number, false); // stops
     signal(signal_number, connection_is_ending(zorvad) ? SIG_IGN : SIG_DFL);
 }
 
-// A client in the background reads a terminal: it stops, or gets an error where it has to end. It
+// The client read its terminal in the background: it stops or, when it is ending, gets an error. It
 // tries to read again either way.
 void on_background_read(int signal_number)
 {
@@ -104,15 +104,15 @@ void on_end_signal(int signal_number)
     }
 }
 
-// Whoever stopped the client has had the terminal since. Nothing of it is touched before it is the
-// client's again, nor on the way out.
+// Another job may have used the terminal while the client was stopped. It is left alone until the
+// client is in the foreground again, and also when the client is ending.
 void take_terminal_back()
 {
     const sig_atomic_t count_before = signals.continue_count;
     if (!connection_is_ending(zorvad) && front_end->in_background()) {
         stop_in_background(SIGTTOU);
         if (signals.continue_count != count_before) {
-            return; // that signal's turn comes
+            return; // that SIGCONT is handled next
         }
     }
     if (connection_is_ending(zorvad)) {
@@ -197,7 +197,7 @@ void signals_prepare()
     for (int number : {SIGCHLD, SIGINT, SIGTERM}) {
         set_blocked(number, true);
     }
-    signal(SIGXFSZ, SIG_IGN); // an error of the write, as a full disk is
+    signal(SIGXFSZ, SIG_IGN); // then the write fails, as on a full disk
 }
 
 void signals_take_ends()
@@ -218,7 +218,7 @@ int signals_watch()
     }
     signals.watching = 1;
     (void)install(SIGHUP, on_end_signal, 0);
-    // Setting the terminal stops a client in the background; in the foreground it goes on.
+    // A client that was stopped while it set the terminal repeats the call when continued.
     (void)install(SIGCONT, on_continue, SA_RESTART);
     (void)install(SIGTTIN, on_background_read, SA_NODEFER); // the handler has it stop the client
     set_blocked(SIGCHLD, false);
