@@ -94,7 +94,7 @@ void put_text(Line &into, const char *bytes, const Text &text, int column)
     into.used = std::max(into.used, column + text.columns);
 }
 
-// What libvterm makes of a character now, in the bottom row.
+// A cell as libvterm would print it now: prints one in the first column of the cursor's row.
 VTermScreenCell sample_pen(VTerm *vt)
 {
     VTermScreenCell cell = {};
@@ -222,12 +222,12 @@ void save_rows(const GuardWalk &walk, Rows &rows, int count, const Size &size)
     VTermScreen *screen = vterm_obtain_screen(walk.vt);
     if (callbacks == nullptr || callbacks->sb_pushline == nullptr || walk.guard.alternate) {
         while (count-- > 0) {
-            (void)pass_row(rows, size.cols, nullptr); // there are as many
+            (void)pass_row(rows, size.cols, nullptr); // the caller has counted them
         }
         return;
     }
     line.blank = {};
-    (void)vterm_screen_get_cell(screen, {0, 0}, &line.blank); // is inside
+    (void)vterm_screen_get_cell(screen, {0, 0}, &line.blank); // inside the screen
     line.pen = line.first_pen = sample_pen(walk.vt);
     std::fill(line.cells, line.cells + size.cols, line.blank);
     while (count-- > 0) {
@@ -240,7 +240,7 @@ void save_rows(const GuardWalk &walk, Rows &rows, int count, const Size &size)
         line.used = 0;
         line.wide = false;
     }
-    guard_send_bytes(walk.vt, "\x1b[2K"); // what was sampled
+    guard_send_bytes(walk.vt, "\x1b[2K"); // erases what sample_pen printed
 }
 
 // Text of more lines than there are rows: all that the screen holds scrolls off, and so do the
@@ -249,7 +249,7 @@ void skip_lines(GuardWalk &walk, Rows rows, int count, const Size &size)
 {
     (void)pass_row(rows, size.cols, nullptr);
     send_until(walk, rows.row_end);
-    // Scrolled by all its rows at once it would not be saved.
+    // In two steps: libvterm saves nothing of a screen that scrolls by all of its rows at once.
     send_sequences(walk.vt, size.rows - 1, 'S', 1, 'S');
     save_rows(walk, rows, count - size.rows, size);
     send_sequences(walk.vt, size.rows - 1, 'A', rows.column + 1, 'G');

@@ -25,7 +25,8 @@ bool is_control(char byte)
     return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7f;
 }
 
-// Control bytes do their work inside a sequence as well, but for those that end it.
+// A control byte inside a sequence is obeyed at once and the sequence goes on, but ESC, CAN and SUB
+// end it.
 void pass_control_within(GuardWalk &walk)
 {
     const char byte = *walk.at;
@@ -65,11 +66,11 @@ bool ends_string(char byte)
            byte == '\n';
 }
 
-// Only OSC says something to libvterm, and only when it ends as it should.
+// Of control strings libvterm only obeys OSC, and only when it ends with BEL or ESC.
 void end_string(Guard &guard, VTerm *vt, char byte)
 {
     if (guard.tail_length > 0 && (byte == BELL || byte == GUARD_ESCAPE)) {
-        guard.tail[guard.tail_length] = BELL; // in one piece, or libvterm forgets the first
+        guard.tail[guard.tail_length] = BELL; // whole: of two pieces libvterm forgets the first
         guard_send_bytes(vt, {guard.tail, guard.tail_length + 1U});
     }
     guard.tail_length = 0;
@@ -174,10 +175,10 @@ void vterm_release(void *memory, void *)
 
 VTermAllocatorFunctions allocator = {vterm_allocate, vterm_release};
 
-// Whether there is memory for screens of this size: then it is not asked of libvterm.
+// Whether there is memory for screens of this size. If not, libvterm is not asked for them.
 bool memory_suffices(int rows, int cols)
 {
-    constexpr size_t CELL = 256; // both of its screens, old and new, and more
+    constexpr size_t CELL = 256; // in both of its screens, the old and the new ones, and more
     void *volatile room = malloc(CELL * static_cast<size_t>(rows) * static_cast<size_t>(cols));
     free(room);
     return room != nullptr;

@@ -17,7 +17,7 @@ void append(GuardSequence &sequence, char byte)
     sequence.text[sequence.length++] = byte;
 }
 
-// Two say as much as more: libvterm knows no sequence with either.
+// Only two are kept: libvterm knows no sequence with two, nor with more.
 void take_intermediate(GuardSequence &sequence, int &count, char byte)
 {
     if (++count <= 2) {
@@ -166,7 +166,7 @@ void guard_read_sequence(std::string_view bytes, GuardSequence &sequence)
     append(sequence, byte);
     const bool introduces = byte == '[' || begins_string(byte);
     if (introduces && intermediates > 0) {
-        sequence.kind = GuardSequenceKind::BROKEN; // but libvterm would take it for an introducer
+        sequence.kind = GuardSequenceKind::BROKEN; // libvterm would take it for an introducer
     } else if (byte == '[') {
         read_csi(bytes, sequence);
     } else {

@@ -7,7 +7,7 @@
 #include <string_view>
 
 constexpr char GUARD_ESCAPE = '\x1b';
-// libvterm has room for 16 numbers and does not look, and computes with what they say.
+// libvterm has room for 16 numbers, which it does not check, and computes with their values.
 constexpr int GUARD_MAX_SEPARATORS = 15;
 constexpr int GUARD_MAX_DIGITS = 9;
 

@@ -55,7 +55,7 @@ void join_at_margin(const Guard &guard, VTerm *vt)
     char text[32 + sizeof guard.glyph];
     const bool ascii = static_cast<unsigned char>(guard.glyph[0]) < 0x80;
     if (ascii && guard.designated != 0) {
-        return; // the letter may stand for a line
+        return; // the letter may be shown as a line
     }
     const int length = snprintf(text, sizeof text, "\x1b[%dG%s%.*s", guard_cursor(vt).col + 1,
                                 ascii ? "\u0301" : "", guard.glyph_length, guard.glyph);
