@@ -34,7 +34,7 @@ struct Display {
     const char *path; // of the terminal; not owned
     ustream_fd output;
     bool output_open; // output has a descriptor
-    bool stopping;    // the stream is gone: write to its descriptor as well as it takes it
+    bool stopping;    // the stream is freed: bytes are written to its descriptor directly
     bool present_due;
     uloop_timeout present_timer;
     Cursor cursor;
@@ -48,7 +48,7 @@ bool send(const char *bytes, size_t count);
 
 void write_text(const char *text)
 {
-    (void)send(text, strlen(text)); // what fails, fails for the picture too
+    (void)send(text, strlen(text)); // where this is lost, so is the picture behind it
 }
 
 void send_modes(const KeyModes &modes)
@@ -159,8 +159,9 @@ bool wait_for_room(int64_t give_up)
     return false;
 }
 
-// Drops what is pending, a picture that would be cleared at once, so that what follows is written
-// straight away. No turn of the loop: the loop may be what called, and would lose a signal.
+// Drops what is pending (a picture that would be cleared at once), so that what follows is written
+// directly. The loop is not run for it: this may be called from the loop, and a loop within the
+// loop would lose a signal.
 void leave_stream()
 {
     if (!output_is_idle() && !wait_for_room(monotonic_ms() + STOP_PATIENCE_MS)) {
@@ -170,7 +171,7 @@ void leave_stream()
     display.stopping = true;
 }
 
-// termbox2 restores the settings once all is sent, and a line that is stopped never sends anything.
+// Restoring the settings waits until all is sent, and a stopped line never sends anything.
 void wait_until_sent(int64_t give_up)
 {
     int left = 0;
@@ -231,7 +232,7 @@ int display_start(const char *path)
         close_output();
         return result;
     }
-    // termbox2 takes it for the terminal of a program of its own.
+    // termbox2 sets the modes of cursor keys and keypad.
     display.terminal_modes = {true, true, false};
     send_modes({});
     return result;

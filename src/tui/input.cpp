@@ -19,7 +19,7 @@
 
 namespace {
 
-// How long keys typed before the end are taken.
+// How long keys that were typed before the end are handled.
 constexpr int64_t LAST_TURN_US = 100000;
 
 struct Keyboard {
@@ -43,13 +43,13 @@ struct Paste {
     bool open;         // its beginning has come and its end has not
     bool discarded;    // a popup took its beginning
     uint8_t matched;   // bytes of a mark that the input ended with
-    bool popup_closed; // by those
-    int64_t heard;     // when there was input
+    bool popup_closed; // those bytes closed a popup
+    int64_t heard;     // when input was read last
 };
 Paste paste;
 constexpr std::string_view PASTE_BEGIN = "\x1b[200~";
 constexpr std::string_view PASTE_END = "\x1b[201~";
-// An end that never comes must not lock the commands out.
+// After such a silence a paste without an end is over: the commands must work again.
 constexpr int64_t PASTE_PATIENCE_MS = 5000;
 
 // Looks at the next byte of input: true when it completes a mark.
@@ -86,7 +86,7 @@ bool terminal_widget_is_top()
            list_first_entry(&widget_list->widgets, Widget, list)->kind == LAYOUT_TERMINAL;
 }
 
-// While the session ends the port gets what was typed, and nobody else.
+// While the session ends typed bytes still go to the port, but to no popup.
 bool may_forward()
 {
     return !connection_is_ending(zorvad) || terminal_widget_is_top();
@@ -108,14 +108,14 @@ void forward(const char *bytes, size_t length)
     }
 }
 
-// Bytes that are no character, or a letter of ASCII in a longer form than its own, stand for no
-// key, whatever termbox2 made of them.
+// Whether the bytes are not UTF-8, or a letter of ASCII in an overlong form: termbox2 makes some
+// key of them, which nobody has pressed.
 bool is_stray(const tb_event &event, const KeyBytes &key)
 {
     return static_cast<unsigned char>(key.bytes[0]) >= 0x80 && (key.length == 1 || event.ch < 0x80);
 }
 
-// A character counts with its whole code point; control keys come without one.
+// termbox2 tells characters by code point, and control keys by key with a code point of 0.
 bool is_escape(const tb_event &event)
 {
     return (event.ch != 0 ? event.ch : event.key) == zorvad.escape_char;
@@ -142,7 +142,7 @@ bool take_pasted(const KeyBytes &key)
     return was_open || goes_on;
 }
 
-// The part of raw input that no discarded paste takes.
+// The part of raw input that does not belong to a discarded paste.
 std::string_view without_discarded(std::string_view bytes)
 {
     const bool popup = !terminal_widget_is_top();
@@ -190,7 +190,7 @@ constexpr Command COMMANDS[] = {
     {'s', open_history}, {'?', open_help},
 };
 
-// Returns false for a key that is no command. While the session ends, commands come to nothing.
+// Returns false for a key that is no command. While the session ends, commands do nothing.
 bool run_command(uint32_t key)
 {
     for (const Command &command : COMMANDS) {
@@ -221,7 +221,7 @@ void handle_key(const tb_event &event, const KeyBytes &key)
     }
     escape_pending = 0;
     if (escape) {
-        const char byte = static_cast<char>(zorvad.escape_char); // however the terminal spells it
+        const char byte = static_cast<char>(zorvad.escape_char); // whatever bytes it came as
         forward(&byte, 1);
         return;
     }
@@ -245,7 +245,7 @@ void handle_event(const tb_event &event, const KeyBytes &key)
     }
 }
 
-// While the terminal is not read, its watch only tells of more input, once, and of a hang-up.
+// While the terminal is not read it is watched by edges: once for new input, and for a hang-up.
 void pause_reading(bool pause)
 {
     keyboard.paused = pause;
@@ -284,7 +284,7 @@ void handle_events(bool resized, int64_t turn_us)
     }
     if (port_is_stuck(zorvad)) {
         if (!keyboard.paused) {
-            pause_reading(true); // doing it again would have the watch tell again at once
+            pause_reading(true); // a second registration would report the same input at once
         }
     } else if (turn_over) {
         // No descriptor tells of bytes that termbox2 holds.
@@ -301,7 +301,7 @@ void on_port_drained()
 {
     if (keyboard.paused && keyboard.watching) {
         pause_reading(false);
-        paste.heard = monotonic_ms(); // it was we who did not listen
+        paste.heard = monotonic_ms(); // the client did not read meanwhile
         uloop_timeout_set(&keyboard.next_turn, 0);
     }
 }
@@ -363,7 +363,7 @@ void tui_input_cb(uloop_fd *fd, unsigned int)
     if (tb_width() < 0) {
         return;
     }
-    const bool gone = fd->eof || fd->error; // pausing forgets it
+    const bool gone = fd->eof || fd->error; // pausing registers the watch anew, which clears both
     handle_events(fd == &keyboard.resize_watch, TURN_US);
     if (gone) {
         connection_quit(zorvad);
@@ -374,7 +374,7 @@ int tui_extract_hook(tb_event *event, size_t *consumed)
 {
     const UnparsedInput input = tui_unparsed_input();
     const size_t complete = input.length - incomplete_tail({input.bytes, input.length});
-    // Alt and a letter of Latin-1 look unfinished, and their ESC is no key by itself.
+    // ESC with one byte behind it is Alt and a letter of Latin-1, not an unfinished character.
     const size_t length = complete > 1 ? complete : input.length;
     const char behind = input.bytes[length];
     event->type = TUI_EVENT_RAW_INPUT;

@@ -24,6 +24,6 @@ void tui_input_cb(uloop_fd *fd, unsigned int events);
 // Type of the event left by the hook: its input was delivered already.
 constexpr uint8_t TUI_EVENT_RAW_INPUT = 4;
 
-// termbox2's extract-pre hook: hands all unparsed input to the top widget as it came, but for an
-// unfinished character at its end behind more than an ESC, and has termbox2 drop it.
+// termbox2's extract-pre hook: hands all unparsed input to the top widget as it came, and has
+// termbox2 drop it. An unfinished character at its end stays, unless only an ESC is before it.
 int tui_extract_hook(tb_event *event, size_t *consumed);

@@ -86,7 +86,7 @@ void stop_sources()
     }
 }
 
-// A popup looks after its bytes itself.
+// A popup shows control characters as "?" by itself.
 char *field_copy(const char *text)
 {
     return strdup(text);
@@ -113,7 +113,7 @@ const FrontEnd tui_front_end = {
     .rescue = display_rescue,
     .in_background = in_background,
     .stop_sources = stop_sources,
-    .printed = nullptr, // the screen goes on changing
+    .printed = nullptr, // port output only changes the screen: it may end at any byte
     .field_copy = field_copy,
     .show_notice = show_notice,
     .show_sessions = show_sessions,

@@ -141,7 +141,7 @@ void paint_damage(Widget *widget)
     show_cursor(widget);
 }
 
-// Whole rows that move are noted. libvterm damages the destination then.
+// Only whole rows that move are noted. libvterm reports their destination as damaged afterwards.
 int on_moverect(VTermRect destination, VTermRect source, void *user)
 {
     const Widget *widget = static_cast<Widget *>(user);
@@ -232,7 +232,7 @@ void term_resize(int x0, int y0, int x1, int y1, Widget *widget)
     guard_set_size(context->guard, context->vt, y1 - y0, x1 - x0);
     limit_pieces(context->conn, y1 - y0, x1 - x0);
     vterm_screen_flush_damage(vterm_obtain_screen(context->vt));
-    paint(widget, widget_rectangle(*widget)); // nothing of the old picture stays
+    paint(widget, widget_rectangle(*widget)); // whole: the back buffer may hold anything there
     forget_damage(*context);
     show_cursor(widget);
 }
@@ -242,7 +242,7 @@ void term_on_damage(int x0, int y0, int x1, int y1, Widget *widget)
     // One column more on the left: a wide character there was cut by what is gone now.
     const Rectangle bare = {x0 - 1, y0, x1, y1};
     const Rectangle place = widget_rectangle(*widget);
-    row_damage_forget_moves(context_of(widget)->damage); // what is painted now moves no more
+    row_damage_forget_moves(context_of(widget)->damage); // what is painted now did not move
     if (overlaps(place, bare)) {
         paint(widget, intersection(place, bare));
     }

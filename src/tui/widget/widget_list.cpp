@@ -15,14 +15,14 @@ namespace {
 constexpr int PICTURE_INTERVAL_MS = 16;
 // Painting takes a fifth of the time at most, up to this interval.
 constexpr int64_t LONGEST_INTERVAL_MS = 200;
-// For so long after a key its answer may come, which is to be seen as soon as it does.
+// How long after a key port output counts as its answer, and how soon an answer is shown.
 constexpr int ANSWER_MS = 100;
 constexpr int ANSWER_INTERVAL_MS = 3;
 // Bytes. While a port prints no more at a time, the next are read when a picture is due: together
 // they cost less, and would not be shown before.
 constexpr int32_t LITTLE = 1024;
 
-// Upwards, so that what lies above is painted over what lies below.
+// From the lowest upwards: what lies above is painted over what lies below.
 void draw_from(WidgetList *list, list_head *lowest)
 {
     for (list_head *at = lowest; at != &list->widgets; at = at->prev) {
@@ -38,7 +38,7 @@ void draw_all(WidgetList *list)
     draw_from(list, list->widgets.prev);
 }
 
-// Paints every cell of its rectangle, and closes some time.
+// A widget that paints every cell of its rectangle and is closed at some time.
 bool is_box(LayoutKind kind)
 {
     return kind == LAYOUT_POPUP || kind == LAYOUT_TALL_POPUP;
@@ -54,7 +54,8 @@ void feed_all(const char *bytes, int length, WidgetList *list)
     }
 }
 
-// What was fed has been painted, from then on.
+// Shows port output that was painted from since_us on: the longer it took, the longer the pause
+// that follows.
 void show_port_output(WidgetList *list, int64_t since_us)
 {
     list->unshown = false;
