@@ -6,7 +6,8 @@
 
 namespace {
 
-// Some ways of a move; each is at most as long as the way to the place's row and the one in it.
+// The bytes of one way to move. None is longer than going to the row and then along it, and
+// MOVE_MAX has room for that.
 struct Way {
     size_t length;
     char bytes[MOVE_MAX];
@@ -49,7 +50,7 @@ Way absolute(int to_x, int to_y)
     return way;
 }
 
-// False where it would meet a margin.
+// The way to another row; false where a margin would stop it.
 bool vertical(const MoveContext &context, int to_y, Way &way)
 {
     const int from = context.y;
@@ -83,7 +84,8 @@ bool is_wide_or_unsure(const tb_cell &cell)
     return cell.ch >= 0x80;
 }
 
-// The cells from one column up to another can be printed in the colours that are set.
+// Whether printing the cells from one column up to another shows what is there already: in the
+// colours that are set, and with certain widths.
 bool can_print(const MoveContext &context, int from, int to)
 {
     if (context.cells == nullptr || (from > 0 && is_wide_or_unsure(context.cells[from - 1]))) {

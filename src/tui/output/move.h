@@ -15,7 +15,7 @@ struct MoveContext {
     int top;
     int bottom;
     // The row that it goes to, when a jump may be made by printing its cells again, and the colours
-    // in which the terminal prints now. Null else.
+    // in which the terminal prints now. Else null.
     const tb_cell *cells;
     uintattr_t foreground;
     uintattr_t background;

@@ -13,9 +13,9 @@
 
 namespace {
 
-// A screen of several parts, a popup over scrolling text for instance, moves in as many bands.
+// How many bands of rows may move in one picture: a popup over scrolling text parts it in several.
 constexpr int MAX_SHIFTS = 3;
-// Unlike anything that is painted.
+// A cell that differs from every one that is painted.
 constexpr tb_cell UNKNOWN = {0xfffffffe, TB_DEFAULT, TB_DEFAULT};
 
 struct Saver {
@@ -53,7 +53,7 @@ uint64_t mix(uint64_t hash, const tb_cell &cell)
     return (hash ^ cell_bits(cell)) * 0x9e3779b97f4a7c15;
 }
 
-// Four chains at a time: one would wait for each of its multiplications.
+// Four hashes at a time: in a single one each multiplication would wait for the one before.
 uint64_t row_hash(const tb_cell *row, int width)
 {
     uint64_t chains[4] = {1, 2, 3, 4};

@@ -20,7 +20,7 @@ void take_attributes(Rewriter &rewriter, std::string_view sequence, std::string_
 {
     terminal_release_blanks(rewriter);
     Pen pen = rewriter.wanted_known ? rewriter.wanted : Pen{};
-    // One that does not begin with a reset adds to what is not known.
+    // Without a reset at its beginning the sequence only changes attributes that are not known.
     const bool absolute = rewriter.wanted_known || parameters.empty() || parameters[0] == '0';
     if (absolute && pen_apply(pen, parameters)) {
         rewriter.wanted = pen;
@@ -49,7 +49,7 @@ bool take_move(Rewriter &rewriter, std::string_view parameters)
         }
     }
     terminal_release_blanks(rewriter);
-    // Beyond its edge the terminal takes the edge.
+    // The terminal takes a place beyond its edge for the edge.
     const int x = std::clamp(column - 1, 0, rewriter.width - 1);
     const int y = std::clamp(row - 1, 0, rewriter.height - 1);
     rewriter.moved =
@@ -86,7 +86,7 @@ size_t sequence_length(std::string_view bytes)
             length++;
         }
     }
-    // A control character begins something else.
+    // A control character is not its last byte: it begins something else.
     return length < bytes.size() && bytes[length] >= 0x20 ? length + 1 : length;
 }
 
@@ -172,7 +172,7 @@ void rewriter_begin(Rewriter &rewriter, const tb_cell *cells, int width, int hei
     rewriter.erased_y = -1;
     if (rewriter.lost) {
         terminal_forget(rewriter);
-        rewriter.margins = true; // as far as is known
+        rewriter.margins = true; // there may be some
         terminal_take_margins_off(rewriter);
     }
     rewriter.lost = rewriter.forgotten = false;
@@ -186,7 +186,7 @@ bool rewriter_scroll(Rewriter &rewriter, int top, int bottom, int lines)
     const int back_x = rewriter.moved ? rewriter.to_x : rewriter.left_x;
     const int back_y = rewriter.moved ? rewriter.to_y : rewriter.left_y;
     if (!rewriter.pen_known || !pen_is_plain(rewriter.pen)) {
-        terminal_change_pen(rewriter, {}); // new rows take its background
+        terminal_change_pen(rewriter, {}); // rows laid bare take its background
     }
     terminal_set_margins(rewriter, top, bottom);
     rewriter.moved = !rewriter.row_known || rewriter.y != (lines > 0 ? bottom : top);

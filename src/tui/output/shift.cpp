@@ -7,9 +7,9 @@ namespace {
 
 constexpr int MOVE_COST = 5;
 constexpr int ERASE_COST = 3;
-constexpr int MARGINS_COST = 6; // what scrolls once will scroll again
+constexpr int MARGINS_COST = 6; // less than they take: what scrolls once will scroll again
 
-// Bytes that each row costs less (or, below 0, more) for one number of lines.
+// The bytes that each row saves (below 0: costs) when rows move by one number of lines.
 struct Gains {
     int lines;
     int moved[PICTURE_MAX_ROWS];     // the row takes what is shown that many lines below it
@@ -17,7 +17,7 @@ struct Gains {
 };
 Gains gains;
 
-// Numbers of lines by which a row that changed is found again, plus the height.
+// By index, which is a number of lines plus the height: some changed row is shown that far away.
 bool candidates[2 * PICTURE_MAX_ROWS];
 
 struct Band {
@@ -106,7 +106,7 @@ void weigh(const Pictures &pictures, int lines, bool exact)
     }
 }
 
-// Of the rows from one up to another, which are bare after a band next to them has moved.
+// The gain of the rows from one up to another, when a band that moved leaves them bare.
 int bared_gain(int from, int to)
 {
     return gains.bared[to] - gains.bared[from];

@@ -47,7 +47,7 @@ struct Rewriter {
     Pen wanted; // termbox2's
     bool wanted_known;
     Charset charset;
-    bool pen_cell_known; // a cell printed in this pen had these
+    bool pen_cell_known; // the colours of a cell that was printed in this pen are known:
     uintattr_t pen_foreground;
     uintattr_t pen_background;
 

@@ -10,7 +10,7 @@ constexpr std::string_view MARGINS_OFF = "\033[r";
 
 constexpr std::string_view ERASE_TO_END = "\033[K";
 
-// What no pen is, so that any change from it sets everything.
+// Differs from every pen in everything, so that any change from it sets all attributes.
 constexpr Pen NO_PEN = {0xff, 0xff, 0xff};
 
 // A character was printed; cells is the most that a terminal may give it.
@@ -18,7 +18,7 @@ void advance(Rewriter &rewriter, int cells, bool certain)
 {
     rewriter.column_limit += cells;
     rewriter.x += cells;
-    // In the last column the cursor waits, and a return is needed before anything relative.
+    // In the last column the cursor waits to wrap: relative moves from there differ.
     rewriter.column_known =
         rewriter.column_known && certain && rewriter.column_limit < rewriter.width;
     rewriter.row_known = rewriter.row_known && rewriter.column_limit <= rewriter.width;
@@ -179,7 +179,7 @@ void terminal_sync_position(Rewriter &rewriter)
     set_position(rewriter, rewriter.to_x, rewriter.to_y);
 }
 
-// Sends the blanks held back: the end of a row is erased where that is shorter.
+// Sends the blanks that were kept: the end of a row is erased where that is shorter.
 void terminal_release_blanks(Rewriter &rewriter)
 {
     const int count = rewriter.blanks;
@@ -189,7 +189,7 @@ void terminal_release_blanks(Rewriter &rewriter)
     rewriter.blanks = 0;
     int x = 0;
     int y = 0;
-    (void)next_place(rewriter, x, y); // known, or they had not been held
+    (void)next_place(rewriter, x, y); // it was known when they were kept
     const bool erased = y == rewriter.erased_y && x >= rewriter.erased_x;
     if (erased || (count > 1 && row_ends_blank(rewriter, x, y))) {
         if (!erased) {

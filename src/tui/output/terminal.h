@@ -26,7 +26,7 @@ void terminal_sync_pen(Rewriter &rewriter);
 void terminal_sync_position(Rewriter &rewriter);
 void terminal_release_blanks(Rewriter &rewriter);
 
-// A character of ASCII. Blanks are held back.
+// A character of ASCII. Blanks are kept until something follows them.
 void terminal_print(Rewriter &rewriter, char character);
 
 // A byte of a character beyond ASCII.
