@@ -159,6 +159,7 @@ int on_movecursor(VTermPos position, VTermPos, int visible, void *user)
     context->cursor = position;
     context->cursor_shown = visible != 0;
     context->cursor_moved = true;
+    guard_note_cursor(context->guard, position.row);
     return 1;
 }
 

@@ -264,24 +264,6 @@ bool is_worth_it(Rows rows, int cols)
     return pass_row(rows, cols, nullptr) && pass_row(rows, cols, nullptr) && rows.last != nullptr;
 }
 
-bool pen_is_reset(VTerm *vt)
-{
-    const VTermState *state = vterm_obtain_state(vt);
-    VTermValue value = {};
-    for (const VTermAttr attribute :
-         {VTERM_ATTR_BOLD, VTERM_ATTR_UNDERLINE, VTERM_ATTR_ITALIC, VTERM_ATTR_BLINK,
-          VTERM_ATTR_REVERSE, VTERM_ATTR_STRIKE, VTERM_ATTR_FONT}) {
-        (void)vterm_state_get_penattr(state, attribute, &value); // there are these
-        if (value.number != 0) {
-            return false;
-        }
-    }
-    (void)vterm_state_get_penattr(state, VTERM_ATTR_FOREGROUND, &value);
-    const bool foreground = VTERM_COLOR_IS_DEFAULT_FG(&value.color);
-    (void)vterm_state_get_penattr(state, VTERM_ATTR_BACKGROUND, &value);
-    return foreground && VTERM_COLOR_IS_DEFAULT_BG(&value.color);
-}
-
 } // namespace
 
 bool guard_gather(GuardWalk &walk, const char *end)
@@ -306,7 +288,7 @@ bool guard_gather(GuardWalk &walk, const char *end)
     if (guard_cursor(walk.vt).row != size.rows - 1) {
         return false;
     }
-    rows.resets = pen_is_reset(walk.vt);
+    rows.resets = guard_pen_is_reset(walk.vt);
     const Rows first = rows;
     int count = 0;
     while (pass_row(rows, size.cols, nullptr)) {

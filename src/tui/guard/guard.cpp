@@ -42,14 +42,50 @@ void pass_control_within(GuardWalk &walk)
     guard_leave_out(walk, 1);
 }
 
+// Whether a plain control sequence does nothing to rows beyond the cursor's.
+bool spares_other_rows(std::string_view sequence)
+{
+    constexpr char SPARING[] = "mHfKABCDEFGdXP@";
+    return (sequence[2] < '<' || sequence[2] > '?') &&
+           memchr(SPARING, sequence.back(), sizeof SPARING - 1) != nullptr;
+}
+
+// Programs that fill the screen erase what is below it with every picture, which takes libvterm as
+// long on a tall screen as all the rest. Where that is blank, the cursor's row is enough.
+void erase_below(GuardWalk &walk, size_t length)
+{
+    Guard &guard = walk.guard;
+    guard_send(walk);
+    const int row = guard_cursor(walk.vt).row;
+    const bool known = guard.callbacks != nullptr && guard.callbacks->movecursor != nullptr &&
+                       !guard.lines_doubled && guard_pen_is_reset(walk.vt);
+    const bool blank = known && guard.blank_from != 0 && guard.blank_from <= row + 1;
+    guard_leave_out(walk, length);
+    guard_send_bytes(walk.vt, blank ? "\x1b[K" : "\x1b[J");
+    guard.blank_from = known ? row + 1 : 0;
+}
+
+void pass_plain_csi(GuardWalk &walk, std::string_view sequence)
+{
+    walk.guard.joins = walk.guard.joins && sequence.back() == 'm';
+    if (sequence == "\x1b[J" || sequence == "\x1b[0J") {
+        erase_below(walk, sequence.size());
+        return;
+    }
+    if (walk.guard.blank_from != 0 && !spares_other_rows(sequence)) {
+        walk.guard.blank_from = 0;
+    }
+    walk.at += sequence.size();
+}
+
 void pass_sequence(GuardWalk &walk)
 {
     const char *end = guard_plain_csi_end(walk.at, walk.end);
     if (end) {
-        walk.guard.joins = walk.guard.joins && end[-1] == 'm';
-        walk.at = end;
+        pass_plain_csi(walk, {walk.at, static_cast<size_t>(end - walk.at)});
         return;
     }
+    walk.guard.blank_from = 0;
     GuardSequence sequence;
     guard_read_sequence({walk.at, static_cast<size_t>(walk.end - walk.at)}, sequence);
     guard_leave_out(walk, sequence.taken);
@@ -216,6 +252,7 @@ void guard_write(Guard &guard, VTerm *vt, const char *bytes, size_t length)
 
 void guard_set_size(Guard &guard, VTerm *vt, int rows, int cols)
 {
+    guard.blank_from = 0;
     int old_rows = 0;
     int old_cols = 0;
     rows = std::clamp(rows, GUARD_MIN_ROWS, GUARD_MAX_ROWS);
@@ -231,4 +268,11 @@ void guard_set_size(Guard &guard, VTerm *vt, int rows, int cols)
     vterm_set_size(vt, rows, cols);
     // 0.1.4 scrolls a full screen by more lines than there are above its cursor.
     guard_keep_cursor_inside(vt);
+}
+
+void guard_note_cursor(Guard &guard, int row)
+{
+    if (guard.blank_from != 0) {
+        guard.blank_from = std::max(guard.blank_from, row + 1);
+    }
 }

@@ -25,3 +25,6 @@ void guard_write(Guard &guard, VTerm *vt, const char *bytes, size_t length);
 // port has set are reset when the terminal shrinks; the cursor is kept, within the new size.
 // Without memory for the new screens they keep the old size, with a line in the log.
 void guard_set_size(Guard &guard, VTerm *vt, int rows, int cols);
+
+// To be called by the callback that libvterm tells of its cursor's place.
+void guard_note_cursor(Guard &guard, int row);

@@ -25,7 +25,8 @@ enum GuardMargins : uint8_t {
 
 // The state of one port. Zero-filled but for the callbacks is the start.
 struct Guard {
-    // The same as libvterm's screen has, for lines that are saved without it; null for none.
+    // The same as libvterm's screen has, for lines that are saved without it; null for none. One
+    // for the cursor is to call guard_note_cursor.
     const VTermScreenCallbacks *callbacks;
     bool started;
     uint8_t margins;   // that the port may have set since they were last reset, a GuardMargins each
@@ -34,6 +35,7 @@ struct Guard {
     bool autowrap_off;  // the cursor stays in the last column
     bool newline_mode;  // a line feed goes to the first column as well
     bool lines_doubled; // some lines may have half the columns
+    int blank_from;     // from this row on all is blank, with a reset pen; 0 when that is not known
     bool alternate;     // the alternate screen is shown, of which no lines are saved
     KeyModes modes;     // as the port has set them
     // The last character printed and its combining marks.

@@ -51,3 +51,21 @@ void guard_keep_tail(Guard &guard, std::string_view bytes)
     guard.tail_length = static_cast<uint16_t>(bytes.size());
     memcpy(guard.tail, bytes.data(), bytes.size());
 }
+
+bool guard_pen_is_reset(VTerm *vt)
+{
+    const VTermState *state = vterm_obtain_state(vt);
+    VTermValue value = {};
+    for (const VTermAttr attribute :
+         {VTERM_ATTR_BOLD, VTERM_ATTR_UNDERLINE, VTERM_ATTR_ITALIC, VTERM_ATTR_BLINK,
+          VTERM_ATTR_REVERSE, VTERM_ATTR_STRIKE, VTERM_ATTR_FONT}) {
+        (void)vterm_state_get_penattr(state, attribute, &value); // there are these
+        if (value.number != 0) {
+            return false;
+        }
+    }
+    (void)vterm_state_get_penattr(state, VTERM_ATTR_FOREGROUND, &value);
+    const bool foreground = VTERM_COLOR_IS_DEFAULT_FG(&value.color);
+    (void)vterm_state_get_penattr(state, VTERM_ATTR_BACKGROUND, &value);
+    return foreground && VTERM_COLOR_IS_DEFAULT_BG(&value.color);
+}

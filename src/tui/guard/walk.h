@@ -44,3 +44,6 @@ void guard_keep_glyph(GuardWalk &walk);
 
 // Keeps bytes until more have come, as the tail: at most as many as guard.tail has room for.
 void guard_keep_tail(Guard &guard, std::string_view bytes);
+
+// Whether libvterm's pen is as a reset (ESC [ m) leaves it.
+[[nodiscard]] bool guard_pen_is_reset(VTerm *vt);

@@ -5,7 +5,9 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <iterator>
 #include <random>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -128,8 +130,16 @@ int on_property(VTermProp property, VTermValue *value, void *user)
     return 1;
 }
 
-constexpr VTermScreenCallbacks CALLBACKS = {
-    .settermprop = on_property, .sb_pushline = on_push_line, .sb_popline = on_pop_line};
+int on_cursor(VTermPos position, VTermPos, int, void *user)
+{
+    guard_note_cursor(static_cast<Emulator *>(user)->guard, position.row);
+    return 1;
+}
+
+constexpr VTermScreenCallbacks CALLBACKS = {.movecursor = on_cursor,
+                                            .settermprop = on_property,
+                                            .sb_pushline = on_push_line,
+                                            .sb_popline = on_pop_line};
 
 Emulator::Emulator(int rows, int cols) : vt(guard_new_vterm(rows, cols)), screen(vt)
 {
@@ -623,6 +633,34 @@ TEST(Guard, ScrollsForManyLinesAsForEach)
             ASSERT_NO_FATAL_FAILURE(expect_same(bytewise, whole)) << testing::PrintToString(output);
             ASSERT_NO_FATAL_FAILURE(expect_same_saved(bytewise, whole));
         }
+    }
+}
+
+// Sequences that the guard passes as they are, and much that is erased below the cursor.
+TEST(Guard, ErasesAsLibvtermDoes)
+{
+    std::istringstream sequences(
+        "[J [0J [H [3H [5;4H [2;9f [m [44m [7m [K [1J [2J [?J [2L [M [S [T [2B [A [E [4d [9X [3P "
+        "[3@ D M E [?1047l\033c [2;4r [r [4h [4l [?1049h [?1049l 7 8 [?6h [?6l [5Hlow [4Hbelow "
+        "[2Habove [Htext,that,wraps [3Hmiddle [H\033M [4H漢字 [5Hlow\033D [3Hx\033E [6H\033D");
+    const std::vector<string> all{std::istream_iterator<string>(sequences), {}};
+    for (unsigned int seed = 0; seed < 2000; seed++) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        Emulator guarded;
+        Emulator plain;
+        plain.write_unguarded("\0337");
+        string output;
+        for (int count = 0; count < 20; count++) {
+            const string home = "\033[" + std::to_string(1 + random() % 6) + "H";
+            for (size_t more = random() % 7; more > 0; more--) {
+                output += "\033" + all[random() % all.size()];
+            }
+            output += home + (random() % 8 == 0 ? "" : "\033[m") + "\033[J";
+        }
+        guarded.write(output);
+        plain.write_unguarded(output);
+        ASSERT_NO_FATAL_FAILURE(expect_same(plain, guarded)) << testing::PrintToString(output);
     }
 }
 
