@@ -108,21 +108,22 @@ void on_end_signal(int signal_number)
 // client is in the foreground again, and also when the client is ending.
 void take_terminal_back()
 {
+    constexpr int LOOKS = 5; // a shell may take the terminal or give it back in the middle of one
     const sig_atomic_t count_before = signals.continue_count;
-    if (!connection_is_ending(zorvad) && front_end->in_background()) {
+    for (int look = 0; look < LOOKS; look++) {
+        if (connection_is_ending(zorvad)) {
+            return;
+        }
+        if (!front_end->in_background()) {
+            front_end->resume();
+            return;
+        }
         stop_in_background(SIGTTOU);
         if (signals.continue_count != count_before) {
             return; // that SIGCONT is handled next
         }
     }
-    if (connection_is_ending(zorvad)) {
-        return;
-    }
-    if (front_end->in_background()) {
-        connection_quit(zorvad); // nobody can bring it to the foreground any more
-    } else {
-        front_end->resume();
-    }
+    connection_quit(zorvad); // nobody can bring it to the foreground any more
 }
 
 // A SIGTSTP waits, blocked, for the terminal to be given back: the system itself takes it away when
