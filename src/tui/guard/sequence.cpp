@@ -81,17 +81,24 @@ void finish_csi(GuardSequence &sequence, const Numbers &numbers, char final)
     sequence.kind = GuardSequenceKind::CSI;
 }
 
+// Whether a sequence ends in front of the byte: one beyond ASCII breaks it, and a control byte does
+// its own work first.
+bool ends_before(GuardSequence &sequence, char byte)
+{
+    if (static_cast<unsigned char>(byte) >= 0x80) {
+        sequence.kind = GuardSequenceKind::BROKEN;
+        return true;
+    }
+    return byte < 0x20 || byte == 0x7f;
+}
+
 // The bytes behind "ESC [".
 void read_csi(std::string_view bytes, GuardSequence &sequence)
 {
     Numbers numbers = {};
     for (; sequence.taken < bytes.size(); sequence.taken++) {
         const char byte = bytes[sequence.taken];
-        if (static_cast<unsigned char>(byte) >= 0x80) {
-            sequence.kind = GuardSequenceKind::BROKEN;
-            return;
-        }
-        if (byte < 0x20 || byte == 0x7f) {
+        if (ends_before(sequence, byte)) {
             return;
         }
         if (byte >= 0x40) {
@@ -155,11 +162,7 @@ void guard_read_sequence(std::string_view bytes, GuardSequence &sequence)
         return;
     }
     const char byte = bytes[sequence.taken];
-    if (static_cast<unsigned char>(byte) >= 0x80) {
-        sequence.kind = GuardSequenceKind::BROKEN;
-        return;
-    }
-    if (byte < 0x20 || byte == 0x7f) {
+    if (ends_before(sequence, byte)) {
         return;
     }
     sequence.taken++;
