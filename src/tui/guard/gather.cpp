@@ -129,6 +129,26 @@ bool pass_pen(Rows &rows, Line *into)
     return true;
 }
 
+// Passes an erasure of the rest of the row, which compilers write behind each colour. Returns false
+// when there is none, or libvterm might erase something else.
+bool pass_erasure(Rows &rows, int cols, Line *into)
+{
+    constexpr std::string_view ERASE = "\x1b[K";
+    const std::string_view bytes(rows.at, static_cast<size_t>(rows.end - rows.at));
+    if (rows.column == cols || !bytes.starts_with(ERASE)) {
+        return false;
+    }
+    if (into != nullptr) {
+        VTermScreenCell erased = into->pen;
+        erased.chars[0] = 0;
+        std::fill(into->cells + rows.column, into->cells + cols, erased);
+        into->used = cols;
+    }
+    rows.joins = false;
+    rows.at += ERASE.size();
+    return true;
+}
+
 // Passes characters of one row. Returns false when there are none that fit into it.
 bool pass_text(Rows &rows, const Text &text, int cols, Line *into)
 {
@@ -152,7 +172,7 @@ bool pass_row(Rows &rows, int cols, Line *into)
     while (rows.at < rows.end) {
         const char byte = *rows.at;
         if (byte == GUARD_ESCAPE) {
-            if (!pass_pen(rows, into)) {
+            if (!pass_erasure(rows, cols, into) && !pass_pen(rows, into)) {
                 return false;
             }
         } else if (byte == '\r') {

@@ -580,8 +580,8 @@ string random_output(std::mt19937 &random)
         "e\u0301",   "\u0301",      "漢\u0323",    "🟢",       "\033[3b",      "\u202e",
         "\xff",      "\x7f",        "\033M",       "\n\n\n\n\n", "\r\n\r\n\r\n", "\033[2S",
         "\033[2T",   "\033]0;t\a"};
-    static const string text[] = {
-        "x", "word ", "漢字", "é", "─", "😀", "한글 and more", "#", "\033[1mbold\033[m"};
+    static const string text[] = {"x", "word ",         "漢字",   "é",
+                                  "😀", "한글 and more", "\033[K", "\033[4mline\033[K\033[m"};
     string output;
     while (random() % 60 != 0) {
         if (random() % 12 == 0) {
