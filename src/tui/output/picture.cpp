@@ -28,6 +28,7 @@ struct Saver {
     int width;
     int height;
     uint64_t shown[PICTURE_MAX_ROWS];
+    int shown_costs[PICTURE_MAX_ROWS];
     uint64_t wanted[PICTURE_MAX_ROWS];
     int costs[PICTURE_MAX_ROWS];
 };
@@ -131,14 +132,33 @@ void send_shifts(tb_cell *front)
     }
 }
 
-// Returns how many rows changed since they were shown.
-int look_at_rows(const tb_cell *back)
+// How many rows lower a row that is wanted is shown; 0 when it is not.
+int distance_to_shown(int y)
 {
+    const uint64_t *shown = saver.shown;
+    const uint64_t *found = std::find(shown, shown + saver.height, saver.wanted[y]);
+    return found == shown + saver.height ? 0 : static_cast<int>(found - shown) - y;
+}
+
+// Returns how many rows changed since they were shown. Most of them are shown as far away as the
+// row above them, and to compare them takes a tenth of the time that looking at them anew does.
+int look_at_rows(const tb_cell *back, tb_cell *front)
+{
+    const size_t size = static_cast<size_t>(saver.width) * sizeof *back;
     int changed = 0;
+    int distance = 0;
     for (int y = 0; y < saver.height; y++) {
         const tb_cell *row = back + static_cast<size_t>(y) * static_cast<size_t>(saver.width);
-        saver.wanted[y] = row_hash(row, saver.width);
-        saver.costs[y] = full_cost(row, saver.width);
+        const int from = y + distance;
+        if (saver.valid && from >= 0 && from < saver.height &&
+            memcmp(row, row_of(front, from), size) == 0) {
+            saver.wanted[y] = saver.shown[from];
+            saver.costs[y] = saver.shown_costs[from];
+        } else {
+            saver.wanted[y] = row_hash(row, saver.width);
+            saver.costs[y] = full_cost(row, saver.width);
+            distance = saver.costs[y] > 0 ? distance_to_shown(y) : distance;
+        }
         changed += saver.wanted[y] != saver.shown[y] ? 1 : 0;
     }
     return changed;
@@ -171,7 +191,7 @@ bool begin_present(const Cursor &cursor)
     if (lost) {
         forget_shown(front);
     }
-    if (look_at_rows(back) > 1 && saver.valid) {
+    if (look_at_rows(back, front) > 1 && saver.valid) {
         send_shifts(front);
     }
     return true;
@@ -196,6 +216,7 @@ void picture_present(const Cursor &cursor)
         saver.presenting = false;
         saver.valid = rewriter_end(saver.rewriter, cursor.x, cursor.y) && presented;
         memcpy(saver.shown, saver.wanted, sizeof saver.shown);
+        memcpy(saver.shown_costs, saver.costs, sizeof saver.costs);
     }
 }
 
