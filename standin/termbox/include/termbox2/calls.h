@@ -87,7 +87,7 @@ int tb_set_cell(int x, int y, uint32_t ch, uintattr_t fg, uintattr_t bg)
     }
     size_t row = static_cast<size_t>(y) * static_cast<size_t>(screen.width);
     tb_cell &cell = screen.back[row + static_cast<size_t>(x)];
-    tb_cell wanted = {ch, fg, bg};
+    tb_cell wanted = {ch == COVERED ? REPLACEMENT : ch, fg, bg}; // nothing is covered in there
     if (!same_cell(cell, wanted)) {
         cell = wanted;
         screen.touched[y] = 1;

@@ -176,16 +176,6 @@ int present_cell(const tb_cell &cell, const tb_glyph &glyph, int x, int y, tb_ce
     return next;
 }
 
-// Whole rows are compared much faster than their cells, and most of them are the same.
-bool same_row(const tb_cell *back, const tb_cell *front, int width)
-{
-    bool covered = false;
-    for (int x = 0; x < width; x++) {
-        covered |= back[x].ch == COVERED;
-    }
-    return !covered && memcmp(back, front, static_cast<size_t>(width) * sizeof(tb_cell)) == 0;
-}
-
 // The columns of a row are walked from the left: a wide character hides what its right neighbour
 // holds, so only this walk tells which cells count. A cell that was covered differs from anything,
 // which brings back both halves of an overwritten wide character.
@@ -195,12 +185,12 @@ void present_row(int y)
     size_t start = static_cast<size_t>(y) * static_cast<size_t>(width);
     const tb_cell *back = global.screen.back + start;
     tb_cell *front = global.screen.front + start;
-    if (same_row(back, front, width)) {
-        return;
+    if (memcmp(back, front, static_cast<size_t>(width) * sizeof(tb_cell)) == 0) {
+        return; // as most rows are, which this tells much faster than their cells
     }
     for (int x = 0; x < width;) {
         const tb_cell &cell = back[x];
-        bool same = same_cell(cell, front[x]) && cell.ch != COVERED;
+        bool same = same_cell(cell, front[x]);
         if (same && cell.ch < FIRST_WIDE) {
             x++;
             continue;
