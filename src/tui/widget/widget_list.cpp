@@ -11,8 +11,8 @@ WidgetList *widget_list;
 
 namespace {
 
-// Between two pictures of port output, as displays show them: more would cost and not be seen.
-constexpr int PICTURE_INTERVAL_MS = 16;
+// Between two pictures of port output: more of them would cost, and hardly be noticed.
+constexpr int PICTURE_INTERVAL_MS = 20;
 // Painting takes a fifth of the time at most, up to this interval.
 constexpr int64_t LONGEST_INTERVAL_MS = 200;
 // How long after a key port output counts as its answer, and how soon an answer is shown.

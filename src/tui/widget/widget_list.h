@@ -58,7 +58,7 @@ void widget_list_remove(WidgetList *list, Widget *widget);
 // Places every widget anew and repaints the screen.
 void widget_list_resize(WidgetList *list, int height, int width);
 
-// Hands port output to every widget and repaints the screen: at once after a pause, sixty times
+// Hands port output to every widget and repaints the screen: at once after a pause, fifty times
 // a second while more keeps coming, and more often after a key.
 void widget_list_feed(const char *bytes, int length, WidgetList *list);
 
