@@ -140,8 +140,8 @@ int distance_to_shown(int y)
     return found == shown + saver.height ? 0 : static_cast<int>(found - shown) - y;
 }
 
-// Returns how many rows changed since they were shown. Most of them are shown as far away as the
-// row above them, and to compare them takes a tenth of the time that looking at them anew does.
+// Returns how many rows changed since they were shown. When text scrolls most of them are shown
+// already, as far away as the row above them: those are compared and not hashed again.
 int look_at_rows(const tb_cell *back, tb_cell *front)
 {
     const size_t size = static_cast<size_t>(saver.width) * sizeof *back;
