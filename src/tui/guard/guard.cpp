@@ -8,6 +8,7 @@
 
 #include "dep/ubox.h"
 #include "tui/guard/obey.h"
+#include "tui/guard/pictures.h"
 #include "tui/guard/sequence.h"
 #include "tui/guard/text.h"
 #include "tui/guard/walk.h"
@@ -67,6 +68,9 @@ void erase_below(GuardWalk &walk, size_t length)
 
 void pass_plain_csi(GuardWalk &walk, std::string_view sequence)
 {
+    if (sequence == GUARD_HOME) {
+        guard_skip_pictures(walk);
+    }
     walk.guard.joins = walk.guard.joins && sequence.back() == 'm';
     if (sequence == "\x1b[J" || sequence == "\x1b[0J") {
         erase_below(walk, sequence.size());

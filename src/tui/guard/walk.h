@@ -18,7 +18,8 @@ struct GuardWalk {
     const char *unsent; // first byte that libvterm has not been given
     const char *at;     // first byte not looked at
     const char *end;
-    const char *glyph; // the last character printed; null while guard.glyph holds it
+    const char *glyph;            // the last character printed; null while guard.glyph holds it
+    const char *judged = nullptr; // no picture that begins before is skipped
 };
 
 inline void guard_send_bytes(VTerm *vt, std::string_view bytes)

@@ -566,8 +566,9 @@ TEST(Guard, ShrinkingKeepsAttributesAndPendingWrap)
     EXPECT_TRUE(emulator.screen.cell(1, 0).reverse);
 }
 
-// What a port may print: mostly lines, and whatever changes what a line does.
-string random_output(std::mt19937 &random)
+// What a port may print: mostly lines or pictures of the whole screen, and whatever changes what
+// they do.
+string random_output(std::mt19937 &random, bool pictures)
 {
     static const string rare[] = {
         "\033[1m",   "\033[m",      "\033[7m",     "\t",         "\b",           "\r",
@@ -582,6 +583,9 @@ string random_output(std::mt19937 &random)
         "\033[2T",   "\033]0;t\a"};
     static const string text[] = {"x", "word ",         "漢字",   "é",
                                   "😀", "한글 and more", "\033[K", "\033[4mline\033[K\033[m"};
+    static const string ends[] = {
+        "\033[K\r\n",           "\033[K\r\n",      "\r\n", "\033[K\n", "\033[H", "\033[J\033[H",
+        "\033[H\033[2J\033[3J", "\033[m\017\033[H"};
     string output;
     while (random() % 60 != 0) {
         if (random() % 12 == 0) {
@@ -590,7 +594,7 @@ string random_output(std::mt19937 &random)
         for (unsigned int count = random() % 8; count > 0; count--) {
             output += text[random() % std::size(text)];
         }
-        output += random() % 16 == 0 ? "\n" : "\r\n";
+        output += pictures ? ends[random() % std::size(ends)] : random() % 16 == 0 ? "\n" : "\r\n";
     }
     return output;
 }
@@ -616,8 +620,8 @@ void expect_same_saved(const Emulator &expected, const Emulator &actual)
     }
 }
 
-// Byte by byte each line scrolls for itself.
-TEST(Guard, ScrollsForManyLinesAsForEach)
+// Byte by byte each line scrolls for itself, and each picture is drawn.
+TEST(Guard, ShowsManyLinesAndPicturesAsEach)
 {
     for (unsigned int seed = 0; seed < 1000; seed++) {
         SCOPED_TRACE(seed);
@@ -627,7 +631,7 @@ TEST(Guard, ScrollsForManyLinesAsForEach)
         Emulator whole(rows, cols);
         Emulator bytewise(rows, cols);
         for (int chunk = 0; chunk < 3; chunk++) {
-            const string output = random_output(random);
+            const string output = random_output(random, seed % 2 == 1);
             whole.write(output);
             bytewise.write_bytewise(output);
             ASSERT_NO_FATAL_FAILURE(expect_same(bytewise, whole)) << testing::PrintToString(output);
