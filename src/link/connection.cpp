@@ -16,31 +16,28 @@ DaemonConnection zorvad;
 namespace {
 
 // The longest piece of port output where control bytes are limited, and how many bytes are looked
-// at together.
+// at together: so few that their count fits into a byte.
 constexpr int32_t PIECE = 16384;
-constexpr int32_t BLOCK = 8;
+constexpr int32_t BLOCK = 48;
 
-constexpr uint64_t EACH = 0x0101010101010101;
-constexpr uint64_t LOW_BITS = EACH * 0x7f;
-
-// A 1 in the place of each of eight bytes that equals the byte.
-uint64_t mark(uint64_t block, char byte)
+// The control bytes among the first bytes, behind which there is one more. A return counts as none,
+// as it takes no time; one that fills the screen (ESC # 8) counts as five. Without a branch the
+// compiler looks at many at once.
+template <int32_t length>
+int32_t count_controls(const char *bytes)
 {
-    const uint64_t differing = block ^ (EACH * static_cast<unsigned char>(byte));
-    return ~(((differing & LOW_BITS) + LOW_BITS) | differing) >> 7 & EACH;
-}
-
-// The control bytes among eight bytes; followers are the eight that begin one byte later. A return
-// counts as none, as it takes no time; one that fills the screen (ESC # 8) counts as five.
-int32_t count_controls(uint64_t block, uint64_t followers)
-{
-    const uint64_t controls = ~(((block & LOW_BITS) + EACH * 0x60) | block) >> 7 & EACH;
-    const uint64_t fills = mark(block, '\033') & mark(followers, '#');
-    return static_cast<int32_t>((controls - mark(block, '\r') + 4 * fills) * EACH >> 56);
+    uint8_t count = 0;
+    for (int32_t i = 0; i < length; i++) {
+        const auto byte = static_cast<unsigned char>(bytes[i]);
+        const bool fills = (byte == '\033') & (bytes[i + 1] == '#');
+        count = static_cast<uint8_t>(count + (byte < ' ') - (byte == '\r') + 4 * fills);
+    }
+    return count;
 }
 
 // The length of the next piece: it holds at most so many control bytes, as each (a line feed, the
-// beginning of a sequence) may be a lot of work for the sink.
+// beginning of a sequence) may be a lot of work for the sink. A byte follows behind the last: the
+// stream's NUL.
 int32_t piece_length(const char *bytes, int32_t length, int32_t controls)
 {
     if (controls == 0) {
@@ -48,22 +45,15 @@ int32_t piece_length(const char *bytes, int32_t length, int32_t controls)
     }
     length = std::min(length, PIECE);
     int32_t at = 0;
-    uint64_t block = 0;
-    uint64_t followers = 0;
-    for (; at + BLOCK < length; at += BLOCK) {
-        memcpy(&block, bytes + at, BLOCK);
-        memcpy(&followers, bytes + at + 1, BLOCK);
-        const int32_t count = count_controls(block, followers);
+    for (; at + BLOCK <= length; at += BLOCK) {
+        const int32_t count = count_controls<BLOCK>(bytes + at);
         if (count > controls) {
             break;
         }
         controls -= count;
     }
     for (; at < length; at++) {
-        const char follower = at + 1 < length ? bytes[at + 1] : '\0';
-        block = EACH * ' ' ^ static_cast<unsigned char>(bytes[at] ^ ' ');
-        followers = static_cast<unsigned char>(follower);
-        const int32_t count = count_controls(block, followers);
+        const int32_t count = count_controls<1>(bytes + at);
         if (count > 0 && controls <= 0) {
             break;
         }
