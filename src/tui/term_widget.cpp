@@ -62,19 +62,24 @@ void paint(const Widget *widget, const Rectangle &place)
 }
 
 // libvterm reports every cell, and the whole screen for each line that scrolls: the damage is noted
-// and painted when the picture is due. Once every row is damaged there is nothing more to say.
+// and painted when the picture is due. Once every row is damaged there is nothing more to say. When
+// rows that are damaged were reported as often as there are cells, painting all of them takes less
+// than listening.
 int on_damage_noted(VTermRect rectangle, void *user)
 {
     const Widget *widget = static_cast<Widget *>(user);
     TermContext &context = *context_of(widget);
     const int16_t *rows = context.damage.painted_in;
     const int row = rectangle.start_row;
+    const int count = std::clamp(widget->y1 - widget->y0, 0, GUARD_MAX_ROWS);
     if (rectangle.end_row == row + 1 && row >= 0 && row < GUARD_MAX_ROWS &&
         rows[row] == ROW_DAMAGED && context.damage.dest_end == 0) {
-        return 1;
+        if (++context.damaged_again < count * (widget->x1 - widget->x0)) {
+            return 1;
+        }
+        row_damage_note(context.damage, 0, count);
     }
     row_damage_note(context.damage, row, rectangle.end_row);
-    const int count = std::clamp(widget->y1 - widget->y0, 0, GUARD_MAX_ROWS);
     if (std::all_of(rows, rows + count, [](int16_t from) { return from == ROW_DAMAGED; })) {
         context.callbacks.damage = nullptr;
     }
@@ -84,6 +89,7 @@ int on_damage_noted(VTermRect rectangle, void *user)
 void forget_damage(TermContext &context)
 {
     row_damage_clear(context.damage);
+    context.damaged_again = 0;
     context.callbacks.damage = on_damage_noted;
 }
 

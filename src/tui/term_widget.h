@@ -23,6 +23,7 @@ struct TermContext {
     bool cursor_moved; // since it was hidden
     Guard guard;       // between the port's output and libvterm
     RowDamage damage;  // since the screen was painted
+    int damaged_again; // how often a damaged row was reported
 };
 
 // A widget with the emulator behind it, at the screen's origin (x0 and y0 are 0). Null, with a line

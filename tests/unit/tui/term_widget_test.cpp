@@ -84,6 +84,10 @@ TEST_F(TermWidget, ShowsNewerEmojiAsTheyAre)
 TEST_F(TermWidget, PaintsWhatMovedAsAWholePaintDoes)
 {
     widget_list = list;
+    std::string often = "\033[3H";
+    while (often.size() < std::size_t{2} * 80 * 24) {
+        often += "\rz";
+    }
     const std::string pieces[] = {"\r\n\r\nab",
                                   "\033[2S",
                                   "\033[T",
@@ -97,7 +101,8 @@ TEST_F(TermWidget, PaintsWhatMovedAsAWholePaintDoes)
                                   "\033[3@",
                                   "\033[2P",
                                   "\033[1;4mfg\033[m",
-                                  "\033[1;4r\033[4H\n\033[9;15r\033[9H\033M\033[r"};
+                                  "\033[1;4r\033[4H\n\033[9;15r\033[9H\033M\033[r",
+                                  often + "\033[7H"};
     const auto shown = [this] {
         std::string cells;
         for (int i = 0; i < 80 * 24; i++) {
