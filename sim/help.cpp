@@ -44,7 +44,8 @@ Control lines, each one argument, for a port that is being served
   escape KEY           the port's escape character
   hangup               hang up all clients
   say TEXT             write TEXT to all command connections, though nobody asked
-  stats                print counts of clients, bytes, commands and disconnected slow clients
+  stats                print counts of clients, bytes, commands and disconnected slow clients,
+                       and whether what is behind the port runs
 
 Exit status: 0 at the end by a signal; 1 when a port cannot be served, or a control line fails; 2 for
 wrong arguments.

@@ -108,7 +108,7 @@ bool check(const Options &options, std::string &error)
     }
     for (const PortOptions &port : options.ports) {
         if (port.kinds != 1) {
-            error = "port " + port.key + ": one of --exec, --device, --loopback is needed";
+            error = "port " + port.key + ": exactly one of --exec, --device, --loopback is needed";
         }
         for (const auto &[name, kind] : port.bound) {
             if (port.kind != kind && error.empty()) {
