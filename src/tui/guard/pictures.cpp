@@ -25,14 +25,14 @@ Picture read_picture(GuardRows &rows, int height)
             row++;
             continue;
         }
-        const std::string_view rest(rows.at, static_cast<size_t>(rows.end - rows.at));
-        if (rest.starts_with(GUARD_HOME)) {
+        if (guard_comes(GUARD_HOME, rows.at, rows.end)) {
             picture.end = rows.steady ? rows.at : nullptr;
             break;
         }
-        const bool below = rest.starts_with(ERASE_BELOW);
-        const bool screen = rest.starts_with(ERASE_SCREEN);
-        if (rows.column == rows.cols || !(below || screen || rest.starts_with(ERASE_SAVED))) {
+        const bool below = guard_comes(ERASE_BELOW, rows.at, rows.end);
+        const bool screen = guard_comes(ERASE_SCREEN, rows.at, rows.end);
+        const bool saved = guard_comes(ERASE_SAVED, rows.at, rows.end);
+        if (rows.column == rows.cols || (!below && !screen && !saved)) {
             break;
         }
         picture.fills = picture.fills || screen || (below && filled && rows.filled >= rows.column);

@@ -98,11 +98,10 @@ bool pass_pen(GuardRows &rows, GuardLine *into)
 // no other characters are selected. Returns false when there is none.
 bool pass_selection(GuardRows &rows)
 {
-    const std::string_view bytes(rows.at, static_cast<size_t>(rows.end - rows.at));
     for (size_t i = 0; i < std::size(SELECTIONS); i++) {
-        if (bytes.starts_with(SELECTIONS[i])) {
+        if (guard_comes(SELECTIONS[i], rows.at, rows.end)) {
             rows.selections |= static_cast<uint8_t>(1 << i);
-            rows.joins = rows.joins && bytes[0] == GUARD_ESCAPE;
+            rows.joins = rows.joins && *rows.at == GUARD_ESCAPE;
             rows.at += SELECTIONS[i].size();
             return true;
         }
@@ -115,8 +114,7 @@ bool pass_selection(GuardRows &rows)
 bool pass_erasure(GuardRows &rows, GuardLine *into)
 {
     constexpr std::string_view ERASE = "\x1b[K";
-    const std::string_view bytes(rows.at, static_cast<size_t>(rows.end - rows.at));
-    if (rows.column == rows.cols || !bytes.starts_with(ERASE)) {
+    if (rows.column == rows.cols || !guard_comes(ERASE, rows.at, rows.end)) {
         return false;
     }
     if (into != nullptr) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <stddef.h>
+#include <string.h>
 
 #include <string_view>
 
@@ -25,6 +26,13 @@ struct GuardWalk {
 inline void guard_send_bytes(VTerm *vt, std::string_view bytes)
 {
     vterm_input_write(vt, bytes.data(), bytes.size());
+}
+
+// Whether the bytes begin with the text.
+[[nodiscard]] inline bool guard_comes(std::string_view text, const char *at, const char *end)
+{
+    return end - at >= static_cast<ptrdiff_t>(text.size()) &&
+           memcmp(at, text.data(), text.size()) == 0;
 }
 
 [[nodiscard]] inline VTermPos guard_cursor(VTerm *vt)
