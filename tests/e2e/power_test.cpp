@@ -184,6 +184,19 @@ TEST_F(PowerMenu, AnEchoThatNobodyReadsHoldsTheKeyboard)
     client.signal(SIGTERM);
 }
 
+// One that then reads, closes its input, or ends and leaves it to another process.
+TEST_F(PowerMenu, AScriptThatDoesNotReadHoldsTheKeyboard)
+{
+    const char *const rows[] = {"cat >/dev/null", "exec <&-; while echo; do sleep 1; done",
+                                "sleep 1 <&0 &"};
+    for (const char *then : rows) {
+        Power session("#!/bin/sh\nsleep .3; "s + then);
+        // Just more than the pipe and the client take together.
+        session.play({{TYPE, "\5p"}, {TYPE, std::string((17 << 16) + 1, 'k')}, {TYPE, "more"}});
+        session.client->signal(SIGTERM);
+    }
+}
+
 TEST_F(PowerMenu, TheSessionEndsUnderTheMenu)
 {
     const std::function<void(Session &)> endings[] = {
