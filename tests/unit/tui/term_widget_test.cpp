@@ -111,7 +111,7 @@ TEST_F(TermWidget, PaintsWhatMovedAsAWholePaintDoes)
         }
         return cells;
     };
-    for (unsigned int seed = 0; seed < 40; seed++) {
+    for (unsigned int seed = 0; seed < 100; seed++) {
         std::mt19937 random(seed);
         std::string bytes = "\033[" + std::to_string(1 + random() % 23) + ";2H";
         for (int i = 0; i < 9; i++) {
