@@ -139,8 +139,7 @@ BasicInterface::BasicInterface()
     stdin_stream = {};
     stdout_stream = {};
     typed_input = {};
-    basic_streams_init();
-    zorvad.output_sink = basic_output_sink;
+    (void)front_end->start(zorvad); // it always can
 }
 
 BasicInterface::~BasicInterface()

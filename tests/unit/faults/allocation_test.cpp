@@ -15,9 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "basic/port_info.h"
 #include "fuzz/front_end.h"
-#include "link/command.h"
 #include "main/identity.h"
 #include "main/options.h"
 #include "tui/popup.h"
@@ -164,9 +162,6 @@ void basic_session(int fail_at)
     try {
         BasicInterface basic;
         announce_user();
-        if (send_bare_command(zorvad, "PORT_INFO", nullptr, basic_port_info_reply) != 0) {
-            ulog(LOG_ERR, "Could not send port info command\n");
-        }
         send_all(basic.daemon.data, "hello");
         for (const char *keys : {"x", "\005?", "\005d", "Y", "\005b", "\005\005", "\005p"}) {
             answer_requests(basic.daemon, REPLY);
