@@ -75,17 +75,19 @@ TEST(Job, ContinuedInTheMiddleOfARead)
     Session session(BASIC);
     session.start({.before_exec = [&] { shell.run(); }});
     Program &client = *session.client;
-    shell.signal_job(SIGSTOP);
-    shell.wait_for_stops(client, 1);
-    client.send("for the shell");
-    client.wait_until([&] { return client.waiting_input() == 13; }, "the keys");
-    client.signal(SIGUSR2);
-    shell.wait_for_stops(client, 2);
-    client.signal(SIGUSR1);
-    client.wait_until([&] { return shell.shared->turns == 2; }, "its turn");
-    session.daemon.send("shown");
-    client.wait_for("shown");
-    session.expect_relay();
+    for (const int stops : {2, 4}) {
+        shell.signal_job(SIGSTOP);
+        shell.wait_for_stops(client, stops - 1);
+        client.send("for the shell");
+        client.wait_until([&] { return client.waiting_input() == 13; }, "the keys");
+        client.signal(SIGUSR2);
+        shell.wait_for_stops(client, stops);
+        client.signal(SIGUSR1);
+        client.wait_until([&] { return shell.shared->turns == stops; }, "its turn");
+        session.daemon.send("shown " + std::to_string(stops));
+        client.wait_for("shown " + std::to_string(stops));
+        session.expect_relay();
+    }
 }
 
 // As the shell's kill does it: the client may not stop once more on its way out.
