@@ -76,6 +76,12 @@ void set_blocked(ustream &s, read_blocked_reason reason, bool set)
     (void)update_watch(stream_fd(s), s.w.data_bytes > 0);
 }
 
+// Without string_data nobody may count on a NUL, and who does shall be seen.
+void end_data(ustream &s)
+{
+    *s.r.head->tail = s.string_data ? '\0' : '?';
+}
+
 // Where the next bytes can be read to. Empty when the buffer is full, which blocks the reading, or
 // when there is no memory: then the stream is polled again after a short time, as the descriptor
 // will not be reported again for what it holds already.
@@ -94,7 +100,7 @@ std::span<char> read_room(ustream &s)
         memmove(block.head, block.data, len);
         block.data = block.head;
         block.tail = block.head + len;
-        *block.tail = '\0';
+        end_data(s);
     }
     if (block.tail == block.end) {
         set_blocked(s, READ_BLOCKED_FULL, true);
@@ -105,7 +111,7 @@ std::span<char> read_room(ustream &s)
 void take_in(ustream &s, int len)
 {
     s.r.head->tail += len;
-    *s.r.head->tail = '\0';
+    end_data(s);
     s.r.data_bytes += len;
     announce_read(s);
 }

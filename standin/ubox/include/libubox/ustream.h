@@ -41,7 +41,7 @@ struct ustream {
     void (*notify_write)(struct ustream *s, int bytes);
     void (*notify_state)(struct ustream *s);
 
-    bool string_data; // a NUL byte follows the read data (here it always does)
+    bool string_data; // a NUL byte follows the read data; else here a question mark
     bool write_error; // nothing can be written any more; the queue is dropped
     bool eof;         // nothing will be read any more; buffered data may be left
     enum read_blocked_reason read_blocked; // zero or more of the reasons
