@@ -107,9 +107,12 @@ TEST_F(DisplayTest, TheModesOfTheKeysLastBeyondAStop)
 
 TEST_F(DisplayTest, TheCursorIsBackAfterTheTerminalWasGivenAway)
 {
+    const int next = dup(user_side);
+    close(next);
     display_set_cursor(6, 2, true);
     display_stop();
     ASSERT_EQ(display_start(path.c_str()), TB_OK);
+    EXPECT_EQ(dup(user_side), next) << "it was left open";
     (void)shown_on(screen.terminal);
     display_present();
     (void)uloop_run_timeout(0);
