@@ -158,6 +158,6 @@ TEST(TuiInput, APasteClosesAPopupAndIsGone)
             tui.play({{TYPE, chunk}});
         }
         tui.expect_port_screen("", false);
-        tui.play({{TYPE, "x\5\5"}, {GETS, "x\5"}});
+        tui.play({{TYPE, "x\5\5"}, {TYPE, "\x1b[A"}, {GETS, "x\5\x1b[A"}});
     }
 }
