@@ -303,6 +303,8 @@ TEST(Rewriter, ChangesNothingThatIsSeen)
         rewritten.feed(sent + "\033[1;1H");
         ASSERT_EQ(support::compare(direct.picture(), rewritten.picture()), "") << "seed " << seed;
     }
+    rewriter_write(rewriter, "\033[12", 3); // and nothing beyond its end
+    EXPECT_TRUE(sent.ends_with("\033[1"));
 }
 
 } // namespace
