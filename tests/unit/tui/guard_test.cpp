@@ -194,7 +194,7 @@ TEST(Guard, LeavesLegitimateOutputAlone)
         "reset\033[1mme\033cdone",
         "éß Ж ─€ 😀�",
         "漢字か가 Ａ" + many(12, "漢"),
-        "e\u0301 o\u0308\u0323 ก\u0e34\u0e48x",
+        "e\u0301 o\033(B\u0308\u0323 ก\u0e34\u0e48x",
         many(45, "scroll\r\n"),
         many(3, "a line that is longer than the screen is wide\r\n"),
     };
@@ -372,7 +372,7 @@ TEST(Guard, RepeatsTheLastCharacter)
         {"-\033[4bx", "-----x", "0,6"},
         {"-\033[bx", "--x", "0,3"},
         {"-\033[0bx", "--x", "0,3"},
-        {"-\033[2;9bx", "---x", "0,4"},
+        {"-\033[H1x\033[2;9b", "1xxx", "0,4"},
         {"ab\r\n\033[1m\033[2bx", "ab|bbx", "1,3"},
         {"-\033[?3b\033[3 bx", "-x", "0,2"},
         {"\033(0q\033[2b\033(B", "───", "0,3"},
@@ -414,7 +414,7 @@ TEST(Guard, ShowsUtf8WhereverItIsCut)
         {many(18, "x") + "漢\u0323y", many(18, "x") + "漢\u0323|y", "1,1"},
         {many(18, "x") + last + "y", many(18, "x") + last + "y", "0,19"},
         {"\033[6;1H" + many(19, "x") + last + "y", "||||" + many(19, "x") + last + "|y", "5,1"},
-        {"\033[6;1Ha\r\nb\r\nc\r\n" + many(19, "x") + last + "y",
+        {"\033[6;1Ha\r\nb\r\nc\r\u0301\n" + many(19, "x") + last + "y",
          "|a|b|c|" + many(19, "x") + last + "|y", "5,1"},
         {"\033[?7l" + many(30, "x") + last, many(19, "x") + last, "0,19"},
         {"abc\r\u0301\033[2C\u0301", "abc", "0,2"},
@@ -560,7 +560,7 @@ TEST(Guard, ShrinksSafely)
 TEST(Guard, ShrinkingKeepsAttributesAndPendingWrap)
 {
     Emulator emulator(24, 20);
-    emulator.write("\033[1;7m" + many(20, "x")).resize(10, 20).write("y");
+    emulator.write("\033[1;24r\033[1;7m" + many(20, "x")).resize(10, 20).write("y");
     EXPECT_EQ(emulator.text(), many(20, "x") + "|y");
     EXPECT_TRUE(emulator.screen.cell(1, 0).bold);
     EXPECT_TRUE(emulator.screen.cell(1, 0).reverse);
