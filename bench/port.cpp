@@ -11,17 +11,11 @@ namespace {
 constexpr const char *PORT_INFO = R"({"label":"bench","users":"bench","info":"115200 8N1",)"
                                   R"("escape":5,"signals":{"dcd":true,"cts":true}})";
 
-std::string unique_key()
-{
-    static int count;
-    return "bench-" + std::to_string(getpid()) + "-" + std::to_string(++count);
-}
-
 } // namespace
 
 Port::Port()
-    : daemon({.key = unique_key(), .listen_data = false}, loop),
-      data(support::listen_at(path("data.sck"))), pane(support::listen_at(path("pane.sck")))
+    : daemon({.listen_data = false}, loop), data(support::listen_at(path("data.sck"))),
+      pane(support::listen_at(path("pane.sck")))
 {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {

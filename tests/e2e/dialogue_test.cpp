@@ -49,7 +49,6 @@ TEST(Greeting, TextsOfTheDaemon)
         {R"([])"},
         {R"(null)"},
         {R"(7 )"},
-        {R"("text")"},
         {R"({"label":"lab","outlets":["A","B","C"]})", "lab", "3"},
         {R"({"outlets":[]})", "", "0"},
         {R"({"outlets":"none"})", "", "0"},
@@ -77,7 +76,6 @@ TEST(Sessions, ListTexts)
         {R"({"sessions":[{"username":"a\u001b]0;x\u0007","protocol":"S\tH",)"
          R"("remote_addr":"h\u0090\n","session_time":-3}]})",
          "\ta?]0;x?: S?H (h?\?) - Session length -3 second(s)\r\n"},
-        {R"({"sessions":[{}]})", "\t:  - Session length 0 second(s)\r\n"},
         {R"({"sessions":[{"username":1,"protocol":null,"session_time":"9"}]})",
          "\t:  - Session length 0 second(s)\r\n"},
         {R"({"sessions":[1,null,"x",[]]})", repeat(4, "\t:  - Session length 0 second(s)\r\n")},

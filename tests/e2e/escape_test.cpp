@@ -35,11 +35,8 @@ TEST(Escape, ChunksToPortBytesAndRequests)
         size_t breaks = 0;
         std::string output = "";
     } rows[] = {
-        {{"abc"}, "abc"},
-        {{"\5", "\5"}, "\5"},
         {{"\5\5\5\5"}, "\5\5"},
         {{"a", "\5", "\5", "b"}, "a\5b"},
-        {{"\5bx"}, "x", 1},
         {{"\5bbb\5b"}, "bb", 2},
         {{"a\5", "bc"}, "ac", 1},
         {{"\5Qz"}, "z"},
@@ -52,7 +49,6 @@ TEST(Escape, ChunksToPortBytesAndRequests)
         {{"\5?\5?"}, "", 0, help + help},
         {{"\5", "dx"}, "x", 0, NO_PERMISSION},
         {{"\5py"}, "y", 0, NO_OUTLETS},
-        {{"\5d\5p\5?"}, "", 0, NO_PERMISSION + NO_OUTLETS + help},
     };
     Session session(BASIC);
     session.start(PIPES);

@@ -58,8 +58,7 @@ struct Session {
     int found_flags = 0; // O_NONBLOCK where a standard stream has it from the start
     bool looks_at_the_end = true;
 
-    explicit Session(FrontEnd kind, DaemonOptions options = {})
-        : front_end(kind), daemon(std::move(options))
+    explicit Session(FrontEnd kind, DaemonOptions options = {}) : front_end(kind), daemon(options)
     {
         daemon.answer("SET_USER", "{}");
         daemon.answer("BREAK", "{}");

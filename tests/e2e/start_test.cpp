@@ -105,12 +105,6 @@ TEST(Connection, WithoutADaemon)
     std::filesystem::remove_all(wanted + key);
 }
 
-TEST(Connection, KeyWithDirectories)
-{
-    Session session(BASIC, {.key = "e2e-" + std::to_string(getpid()) + "-deep/er/port"});
-    session.start();
-}
-
 TEST(Identity, SetUserForEachWayIn)
 {
     const struct {

@@ -66,8 +66,7 @@ int listen_at(const std::string &path)
 }
 
 FakeDaemon::FakeDaemon(DaemonOptions given, Loop &runs_in)
-    : options(std::move(given)), own_loop(runs_in),
-      port_key(options.key.empty() ? unique_key() : options.key)
+    : options(given), own_loop(runs_in), port_key(unique_key())
 {
     std::filesystem::remove_all(directory()); // of a test that was killed, under the same number
     std::filesystem::create_directories(directory());
@@ -88,8 +87,7 @@ FakeDaemon::~FakeDaemon()
             close(socket->listener);
         }
     }
-    const std::string first = port_key.substr(0, port_key.find('/'));
-    std::filesystem::remove_all("/var/run/zorvad/" + first);
+    std::filesystem::remove_all(directory());
 }
 
 std::string FakeDaemon::directory() const

@@ -13,8 +13,6 @@
 namespace support {
 
 struct DaemonOptions {
-    // Unique for each daemon unless given.
-    std::string key{};
     bool listen_data = true;
     // Send and receive buffers of the data socket in bytes; 0 leaves the system's.
     int data_buffer = 0;
