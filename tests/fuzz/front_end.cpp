@@ -121,11 +121,12 @@ void TerminalUi::turn()
     discard(terminal);
 }
 
-BasicInterface::BasicInterface()
+BasicInterface::BasicInterface(bool on_terminal)
 {
     int ends[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) {
-        throw std::runtime_error("no socket pair");
+    if ((on_terminal ? openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr)
+                     : socketpair(AF_UNIX, SOCK_STREAM, 0, ends)) != 0) {
+        throw std::runtime_error("no keyboard");
     }
     keyboard = ends[0];
     dup2(ends[1], STDIN_FILENO);

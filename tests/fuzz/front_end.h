@@ -27,13 +27,13 @@ struct TerminalUi {
     void turn();
 };
 
-// The basic interface with its standard input on a socket and its standard output thrown away;
-// what the test itself prints goes to the output that the process was started with.
+// The basic interface with its standard input on a socket or a pty, its standard output thrown
+// away; what the test itself prints goes to the output that the process was started with.
 struct BasicInterface {
     Connected daemon;
     int keyboard = -1; // the user's end
 
-    BasicInterface();
+    explicit BasicInterface(bool on_terminal = false);
     ~BasicInterface();
     BasicInterface(const BasicInterface &) = delete;
     BasicInterface &operator=(const BasicInterface &) = delete;
