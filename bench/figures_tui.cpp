@@ -18,7 +18,7 @@ constexpr Kind kinds[] = {
     {Payload::BOOT_LOG, "boot log", 8 << 20, 0.75, 0.65, 1.3},
     {Payload::LISTING, "ls -lR", 8 << 20, 0.75, 0.65, 1.3},
     {Payload::TOP, "top", 16 << 20, 1, 1.3, 0.95},
-    {Payload::DENSE, "dense attributes", 32 << 20, 8, 7, 0.95},
+    {Payload::DENSE, "dense attributes", 64 << 20, 8, 7, 0.95},
     {Payload::CJK, "CJK", 8 << 20, 2.2, 1.5, 0.95},
 };
 
