@@ -83,7 +83,7 @@ void pass_plain_csi(GuardWalk &walk, std::string_view sequence)
     walk.at += sequence.size();
 }
 
-bool is_printed(char byte)
+bool is_ascii_text(char byte)
 {
     return static_cast<unsigned char>(byte - ' ') < 0x7f - ' ';
 }
@@ -99,7 +99,7 @@ bool pass_colours(GuardWalk &walk)
     bool joins = walk.guard.joins;
     while (end - at > 2 + NUMBERS) {
         if (at[0] != GUARD_ESCAPE) {
-            if (!is_printed(at[0]) || at[1] != GUARD_ESCAPE) {
+            if (!is_ascii_text(at[0]) || at[1] != GUARD_ESCAPE) {
                 break;
             }
             glyph = at++;

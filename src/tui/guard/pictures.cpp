@@ -25,13 +25,13 @@ Picture read_picture(GuardRows &rows, int height)
             row++;
             continue;
         }
-        if (guard_comes(GUARD_HOME, rows.at, rows.end)) {
+        if (guard_begins_with(GUARD_HOME, rows.at, rows.end)) {
             picture.end = rows.steady ? rows.at : nullptr;
             break;
         }
-        const bool below = guard_comes(ERASE_BELOW, rows.at, rows.end);
-        const bool screen = guard_comes(ERASE_SCREEN, rows.at, rows.end);
-        const bool saved = guard_comes(ERASE_SAVED, rows.at, rows.end);
+        const bool below = guard_begins_with(ERASE_BELOW, rows.at, rows.end);
+        const bool screen = guard_begins_with(ERASE_SCREEN, rows.at, rows.end);
+        const bool saved = guard_begins_with(ERASE_SAVED, rows.at, rows.end);
         if (rows.column == rows.cols || (!below && !screen && !saved)) {
             break;
         }

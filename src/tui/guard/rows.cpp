@@ -99,7 +99,7 @@ bool pass_pen(GuardRows &rows, GuardLine *into)
 bool pass_selection(GuardRows &rows)
 {
     for (size_t i = 0; i < std::size(SELECTIONS); i++) {
-        if (guard_comes(SELECTIONS[i], rows.at, rows.end)) {
+        if (guard_begins_with(SELECTIONS[i], rows.at, rows.end)) {
             rows.selections |= static_cast<uint8_t>(1 << i);
             rows.joins = rows.joins && *rows.at == GUARD_ESCAPE;
             rows.at += SELECTIONS[i].size();
@@ -114,7 +114,7 @@ bool pass_selection(GuardRows &rows)
 bool pass_erasure(GuardRows &rows, GuardLine *into)
 {
     constexpr std::string_view ERASE = "\x1b[K";
-    if (rows.column == rows.cols || !guard_comes(ERASE, rows.at, rows.end)) {
+    if (rows.column == rows.cols || !guard_begins_with(ERASE, rows.at, rows.end)) {
         return false;
     }
     if (into != nullptr) {

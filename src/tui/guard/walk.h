@@ -29,7 +29,7 @@ inline void guard_send_bytes(VTerm *vt, std::string_view bytes)
 }
 
 // Whether the bytes begin with the text.
-[[nodiscard]] inline bool guard_comes(std::string_view text, const char *at, const char *end)
+[[nodiscard]] inline bool guard_begins_with(std::string_view text, const char *at, const char *end)
 {
     return end - at >= static_cast<ptrdiff_t>(text.size()) &&
            memcmp(at, text.data(), text.size()) == 0;
