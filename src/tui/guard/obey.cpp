@@ -103,6 +103,16 @@ void set_private_modes(Guard &guard, VTerm *vt, std::string_view sequence)
     }
 }
 
+// libvterm takes the first of several of these, too.
+void set_mode(Guard &guard, int mode, bool on)
+{
+    if (mode == 4) {
+        guard.insert_mode = on;
+    } else if (mode == 20) {
+        guard.newline_mode = on;
+    }
+}
+
 // Whether "ESC [ top ; bottom r" leaves all rows to scroll.
 bool covers_screen(VTerm *vt, std::string_view margins)
 {
@@ -156,8 +166,8 @@ void obey_csi(Guard &guard, VTerm *vt, std::string_view sequence)
     if (final == 'r' || final == 's') {
         note_margins(guard, vt, sequence);
     }
-    if ((final == 'h' || final == 'l') && first_number(sequence) == 20) {
-        guard.newline_mode = final == 'h';
+    if ((final == 'h' || final == 'l') && !intermediate) {
+        set_mode(guard, first_number(sequence), final == 'h');
     }
     guard_send_bytes(vt, sequence);
 }
@@ -169,6 +179,7 @@ void reset(Guard &guard, VTerm *vt)
     guard.margins = 0;
     guard.designated = 0;
     guard.autowrap_off = false;
+    guard.insert_mode = false;
     guard.newline_mode = false;
     guard.lines_doubled = false;
     guard.alternate = false;

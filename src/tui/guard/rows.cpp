@@ -155,7 +155,7 @@ bool pass_text(GuardRows &rows, const Text &text, GuardLine *into)
 bool guard_knows_rows(const Guard &guard)
 {
     return guard.margins == 0 && guard.designated == 0 && !guard.autowrap_off &&
-           !guard.newline_mode && !guard.lines_doubled;
+           !guard.insert_mode && !guard.newline_mode && !guard.lines_doubled;
 }
 
 GuardRows guard_rows_at(VTerm *vt, const char *at, const char *end)

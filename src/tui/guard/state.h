@@ -33,6 +33,7 @@ struct Guard {
     bool side_margins; // it has switched those on the left and right on
     uint8_t designated; // the character sets that do not hold ASCII, a bit each
     bool autowrap_off;  // the cursor stays in the last column
+    bool insert_mode;   // a character moves what is on its right
     bool newline_mode;  // a line feed goes to the first column as well
     bool lines_doubled; // some lines may have half the columns
     int blank_from;     // from this row on all is blank, with a reset pen; 0 when that is not known

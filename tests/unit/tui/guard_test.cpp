@@ -580,8 +580,8 @@ string random_output(std::mt19937 &random, bool pictures)
         "\016",      "\017",        "\033c",       "\033[?69h",  "\033[3;6s",    "\033[?69l",
         "e\u0301",   "\u0301",      "漢\u0323",    "🟢",       "\033[3b",      "\u202e",
         "\xff",      "\x7f",        "\033M",       "\n\n\n\n\n", "\r\n\r\n\r\n", "\033[2S",
-        "\033[2T",   "\033]0;t\a"};
-    static const string text[] = {"x", "word ",         "漢字",   "é",
+        "\033[2T",   "\033]0;t\a",  "\033[4 l"};
+    static const string text[] = {"x", "words\rx",      "漢字",   "é",
                                   "😀", "한글 and more", "\033[K", "\033[4mline\033[K\033[m"};
     static const string ends[] = {
         "\033[K\r\n",           "\033[K\r\n",      "\r\n", "\033[K\n", "\033[H", "\033[J\033[H",
