@@ -15,53 +15,6 @@ DaemonConnection zorvad;
 
 namespace {
 
-// The longest piece of port output where control bytes are limited, and how many bytes are looked
-// at together: so few that their count fits into a byte.
-constexpr int32_t PIECE = 16384;
-constexpr int32_t BLOCK = 48;
-
-// The control bytes among the first bytes, behind which there is one more. A return counts as none,
-// as it takes no time; one that fills the screen (ESC # 8) counts as five. Without a branch the
-// compiler looks at many at once.
-template <int32_t length>
-int32_t count_controls(const char *bytes)
-{
-    uint8_t count = 0;
-    for (int32_t i = 0; i < length; i++) {
-        const auto byte = static_cast<unsigned char>(bytes[i]);
-        const bool fills = (byte == '\033') & (bytes[i + 1] == '#');
-        count = static_cast<uint8_t>(count + (byte < ' ') - (byte == '\r') + 4 * fills);
-    }
-    return count;
-}
-
-// The length of the next piece: it holds at most so many control bytes, as each (a line feed, the
-// beginning of a sequence) may be a lot of work for the sink. A byte follows behind the last: the
-// stream's NUL.
-int32_t piece_length(const char *bytes, int32_t length, int32_t controls)
-{
-    if (controls == 0) {
-        return length;
-    }
-    length = std::min(length, PIECE);
-    int32_t at = 0;
-    for (; at + BLOCK <= length; at += BLOCK) {
-        const int32_t count = count_controls<BLOCK>(bytes + at);
-        if (count > controls) {
-            break;
-        }
-        controls -= count;
-    }
-    for (; at < length; at++) {
-        const int32_t count = count_controls<1>(bytes + at);
-        if (count > 0 && controls <= 0) {
-            break;
-        }
-        controls -= count;
-    }
-    return at;
-}
-
 // What was typed is written in pieces of this size at most: the system tells only of whole pieces
 // that the daemon has read, and the end of a session waits as long as it reads. At 9600 baud one
 // takes a second. A paste is about as fast as with 64 KiB (scripts/bench basic-paste).
@@ -75,7 +28,8 @@ void data_notify_read(ustream *stream, int available)
     read_gate_enter(gate);
     int length = 0;
     while (const char *bytes = ustream_get_read_buf(stream, &length)) {
-        const int piece = piece_length(bytes, length, connection->piece_controls);
+        const int piece =
+            connection->piece_length == nullptr ? length : connection->piece_length(bytes, length);
         connection->output_sink(bytes, piece);
         ustream_consume(stream, piece);
         read_gate_count(gate, piece);

@@ -32,7 +32,8 @@ struct DaemonConnection {
     uint8_t ending;                    // what is on its way is finished, nothing new begins
     ReadGate port_output;              // when data_stream may read
     ReadGate replies;                  // when cmd_stream may read
-    int32_t piece_controls;            // control bytes in one call of output_sink; 0 for any number
+    // How many of the bytes output_sink is to get in one call; null for all of them.
+    int32_t (*piece_length)(const char *bytes, int32_t length);
     void (*on_port_drained)(void); // what was typed is on its way to the port; set by the front end
     uloop_fd cmd_hangup;       // watches cmd.sck for a hang-up while cmd_stream's buffer is full
     size_t command_count;      // the length of commands

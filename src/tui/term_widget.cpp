@@ -9,6 +9,7 @@
 #include "text/width.h"
 #include "tui/display.h"
 #include "tui/guard/character.h"
+#include "tui/guard/piece.h"
 #include "tui/scrollback.h"
 #include "tui/termbox.h"
 #include "tui/widget/layout.h"
@@ -207,14 +208,11 @@ int on_popline(int cols, VTermScreenCell *cells, void *user)
     return scrollback_pop(context->scrollback, context->scrollback_count, cols, cells);
 }
 
-// Control bytes of a piece times cells: each may have libvterm go over the whole screen, which
-// takes some 3 ns a cell, so that a piece takes some 25 ms at most.
-constexpr int32_t PIECE_CELLS = 8 * 1024 * 1024;
+VTerm *fed_vt; // of the port's terminal
 
-void limit_pieces(DaemonConnection *conn, int rows, int cols)
+int32_t limit_piece(const char *bytes, int32_t length)
 {
-    conn->piece_controls =
-        PIECE_CELLS / (std::clamp(rows, 1, GUARD_MAX_ROWS) * std::clamp(cols, 1, GUARD_MAX_COLS));
+    return guard_piece_length(fed_vt, bytes, length);
 }
 
 void term_feed(const char *bytes, int length, Widget *widget)
@@ -237,7 +235,6 @@ void term_resize(int x0, int y0, int x1, int y1, Widget *widget)
     TermContext *context = context_of(widget);
     set_widget_rectangle(*widget, {x0, y0, x1, y1});
     guard_set_size(context->guard, context->vt, y1 - y0, x1 - x0);
-    limit_pieces(context->conn, y1 - y0, x1 - x0);
     vterm_screen_flush_damage(vterm_obtain_screen(context->vt));
     paint(widget, widget_rectangle(*widget)); // whole: the back buffer may hold anything there
     forget_damage(*context);
@@ -258,6 +255,7 @@ void term_on_damage(int x0, int y0, int x1, int y1, Widget *widget)
 void term_destroy(Widget *widget)
 {
     TermContext *context = context_of(widget);
+    context->conn->piece_length = nullptr;
     if (context->vt != nullptr) {
         vterm_free(context->vt);
     }
@@ -321,6 +319,7 @@ Widget *term_widget_new(DaemonConnection *conn, int x0, int y0, int x1, int y1)
         return nullptr;
     }
     start_emulator(widget, *context);
-    limit_pieces(conn, y1 - y0, x1 - x0);
+    fed_vt = context->vt;
+    conn->piece_length = limit_piece;
     return widget;
 }

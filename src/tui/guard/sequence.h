@@ -6,6 +6,8 @@
 
 #include <string_view>
 
+#include "tui/guard/scan.h"
+
 constexpr char GUARD_ESCAPE = '\x1b';
 // libvterm has room for 16 numbers, which it does not check, and computes with their values.
 constexpr int GUARD_MAX_SEPARATORS = 15;
@@ -44,3 +46,19 @@ void guard_read_sequence(std::string_view bytes, GuardSequence &sequence);
 // The end of a control sequence at `at` that is all there and passes as it is, as most are; else
 // null. The others are read whole.
 [[nodiscard]] const char *guard_plain_csi_end(const char *at, const char *end);
+
+// The longest control sequence that guard_short_csi_final knows.
+constexpr ptrdiff_t GUARD_SHORT_CSI = 2 + 8;
+
+// What ends the numbers of a control sequence at `at`, if they are few and within all limits: its
+// final byte, or what makes it another kind of sequence. Null when no control sequence is there, or
+// one of this length might go on beyond `end`.
+[[nodiscard]] inline const char *guard_short_csi_final(const char *at, const char *end)
+{
+    if (end - at <= GUARD_SHORT_CSI || at[0] != GUARD_ESCAPE || at[1] != '[') {
+        return nullptr;
+    }
+    const char *limit = at + GUARD_SHORT_CSI;
+    const char *final = guard_skip<guard_mark_not_number>(at + 2, limit);
+    return final == limit ? nullptr : final;
+}

@@ -16,6 +16,7 @@
 #include "support/text.h"
 #include "text/printable.h"
 #include "tui/guard/character.h"
+#include "tui/guard/piece.h"
 #include "tui/scrollback.h"
 
 namespace {
@@ -165,6 +166,31 @@ TEST(Guard, CutsLongChunks)
     EXPECT_EQ(
         Emulator(1, 2).write(many(1 << 10, "\033]0;" + string(4000, 't') + "\a") + "x").text(),
         "x");
+}
+
+// On the largest screen sixteen control bytes may each have libvterm go over all of it.
+TEST(Guard, KeepsPiecesShort)
+{
+    const string line = "\n" + string(100, 'x');
+    const struct {
+        string bytes;
+        int length;
+    } rows[] = {{string(20000, 'x'), 16384}, // which may fill each row 32 times
+                {many(17, line), 1616},
+                {many(12, line) + many(20, "\033[2J"), 1212 + 4 * 4},
+                {many(17, "\r" + line), 1632 + 1},
+                {many(17, "a\033[0;31;44mb\033[24;80H"), 17 * 20}, // these take no time
+                {many(17, "\033[31m \033[3M") + "          ", 16 * 10 + 6},
+                {many(4, "\n\033#8"), 3 * 4}, // as long as five others
+                {many(17, "\033[31"), 16 * 4},
+                {"\033", 1}};
+    Emulator emulator(GUARD_MAX_ROWS, GUARD_MAX_COLS);
+    for (const auto &row : rows) {
+        const std::vector<char> exact(row.bytes.begin(), row.bytes.end());
+        const auto length = static_cast<int32_t>(exact.size());
+        EXPECT_EQ(row.length, guard_piece_length(emulator.vt, exact.data(), length))
+            << testing::PrintToString(row.bytes);
+    }
 }
 
 // Whatever the bytes and wherever they are cut: the screen is the one that the emulator alone makes
