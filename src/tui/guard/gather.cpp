@@ -22,13 +22,8 @@ void send_sequences(VTerm *vt, int first, char final, int second, char second_fi
 
 void send_until(GuardWalk &walk, const char *end)
 {
-    while (walk.at < end) {
-        walk.at += std::min(end - walk.at, GUARD_PIECE);
-        while (walk.at < end && continues_character(*walk.at)) {
-            walk.at--;
-        }
-        guard_send(walk);
-    }
+    walk.at = end;
+    guard_send(walk);
 }
 
 // libvterm tells a cell's width by what is in the next one.

@@ -8,6 +8,7 @@
 
 #include "dep/ubox.h"
 #include "tui/guard/obey.h"
+#include "tui/guard/overdraw.h"
 #include "tui/guard/pictures.h"
 #include "tui/guard/scan.h"
 #include "tui/guard/sequence.h"
@@ -83,50 +84,9 @@ void pass_plain_csi(GuardWalk &walk, std::string_view sequence)
     walk.at += sequence.size();
 }
 
-bool is_ascii_text(char byte)
-{
-    return static_cast<unsigned char>(byte - ' ') < 0x7f - ' ';
-}
-
-// What screens full of colours consist of: changes of the pen, moves of the cursor and single
-// characters, in a loop of its own as there are so many. Returns false when none comes.
-bool pass_colours(GuardWalk &walk)
-{
-    constexpr ptrdiff_t NUMBERS = 8; // with the final byte: within all limits
-    const char *at = walk.at;
-    const char *end = std::min(walk.end, walk.unsent + GUARD_PIECE);
-    const char *glyph = nullptr;
-    bool joins = walk.guard.joins;
-    while (end - at > 2 + NUMBERS) {
-        if (at[0] != GUARD_ESCAPE) {
-            if (!is_ascii_text(at[0]) || at[1] != GUARD_ESCAPE) {
-                break;
-            }
-            glyph = at++;
-            joins = true;
-            continue;
-        }
-        const char *final = guard_skip<guard_mark_not_number>(at + 2, at + 2 + NUMBERS);
-        const bool moves = *final == 'H' && at[2] != 'H'; // alone it may begin a picture
-        if (at[1] != '[' || final == at + 2 + NUMBERS || (*final != 'm' && !moves)) {
-            break;
-        }
-        joins = joins && !moves;
-        at = final + 1;
-    }
-    const bool passed = at > walk.at;
-    walk.at = at;
-    walk.guard.joins = joins;
-    if (glyph != nullptr) {
-        walk.glyph = glyph;
-        walk.guard.marks = 0;
-    }
-    return passed;
-}
-
 void pass_sequence(GuardWalk &walk)
 {
-    if (pass_colours(walk)) {
+    if (guard_pass_drawing(walk)) {
         return;
     }
     const char *end = guard_plain_csi_end(walk.at, walk.end);

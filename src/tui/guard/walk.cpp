@@ -3,15 +3,33 @@
 #include <string.h>
 
 #include "text/printable.h"
+#include "tui/guard/sequence.h"
 
 namespace {
 
+// The end of what libvterm gets at once, in front of a sequence or a character.
+const char *piece_end(const char *at, const char *end)
+{
+    if (end - at <= GUARD_PIECE) {
+        return end;
+    }
+    if (const void *escape = memrchr(at + 1, GUARD_ESCAPE, GUARD_PIECE)) {
+        return static_cast<const char *>(escape);
+    }
+    end = at + GUARD_PIECE;
+    while (continues_character(*end)) {
+        end--;
+    }
+    return end;
+}
+
 void send_until(GuardWalk &walk, const char *end)
 {
-    if (end > walk.unsent) {
-        vterm_input_write(walk.vt, walk.unsent, static_cast<size_t>(end - walk.unsent));
+    while (walk.unsent < end) {
+        const char *until = piece_end(walk.unsent, end);
+        vterm_input_write(walk.vt, walk.unsent, static_cast<size_t>(until - walk.unsent));
+        walk.unsent = until;
     }
-    walk.unsent = end;
 }
 
 } // namespace

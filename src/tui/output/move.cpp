@@ -2,7 +2,7 @@
 
 #include <string.h>
 
-#include "tui/output/digits.h"
+#include "text/digits.h"
 
 namespace {
 

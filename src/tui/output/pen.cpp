@@ -1,6 +1,6 @@
 #include "tui/output/pen.h"
 
-#include "tui/output/digits.h"
+#include "text/digits.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "tui/output/digits.h"
+#include "text/digits.h"
 #include "tui/output/terminal.h"
 
 namespace {

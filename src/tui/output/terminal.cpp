@@ -1,6 +1,6 @@
 #include "tui/output/terminal.h"
 
-#include "tui/output/digits.h"
+#include "text/digits.h"
 #include "tui/output/move.h"
 
 namespace {
