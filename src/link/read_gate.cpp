@@ -58,10 +58,12 @@ void read_gate_enter(ReadGate &gate)
 void read_gate_count(ReadGate &gate, int32_t bytes)
 {
     const int64_t now = monotonic_us();
+    const int64_t took = now - gate.since_us;
     gate.bytes += bytes;
-    gate.spent_us += now - gate.since_us;
+    gate.spent_us += took;
     gate.since_us = now;
-    if (gate.spent_us >= TURN_US && (gate.holds & HOLD_TURN) == 0) {
+    // Another piece like this one would end further from the end of the turn.
+    if (gate.spent_us + took / 2 >= TURN_US && (gate.holds & HOLD_TURN) == 0) {
         read_gate_hold(gate, HOLD_TURN);
         uloop_timeout_set(&gate.next_turn, 0);
     }

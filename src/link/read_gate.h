@@ -1,6 +1,6 @@
 // Decides when a stream may read. A source is held while its sink has too much waiting, and for one
-// turn of the loop once its bytes have taken TURN_US to handle: the streams read until nothing is
-// left, so a source that never runs dry would keep everything else waiting.
+// turn of the loop once its bytes have taken about TURN_US to handle: the streams read until
+// nothing is left, so a source that never runs dry would keep everything else waiting.
 #pragma once
 
 #include <stdint.h>

@@ -39,11 +39,11 @@ TEST(ReadGate, ReadsASourceWhoseEndWasReportedWhileItWasHeld)
 
 std::vector<int32_t> handled; // the sizes of what was, one after another
 
-// Handles something for longer than a turn.
+// Handles something for most of a turn: a second one would go far beyond it.
 void handle_slowly(int32_t size)
 {
     handled.push_back(size);
-    usleep(2 * TURN_US);
+    usleep(TURN_US * 3 / 4);
 }
 
 // Runs the loop until all is handled, no two things in one round.
