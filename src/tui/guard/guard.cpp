@@ -175,7 +175,7 @@ void pass_tail(GuardWalk &walk)
 void pass_chunk(GuardWalk &walk)
 {
     while (walk.at < walk.end && walk.guard.tail_length == 0 && walk.guard.string_left == 0) {
-        if (walk.at - walk.unsent >= GUARD_PIECE) {
+        if (walk.at - walk.unsent >= GUARD_SEND_SIZE) {
             guard_send(walk);
         }
         if (static_cast<unsigned char>(*walk.at) >= 0x80) {

@@ -49,7 +49,7 @@ struct Output {
     VTermPos cursor; // in row -1 when it is not known
     PenChange pen;   // is still to be made
     size_t length;
-    char bytes[GUARD_PIECE];
+    char bytes[GUARD_SEND_SIZE];
 };
 
 // The number of the text that was the last to cover each cell. Numbers go on from one drawing to

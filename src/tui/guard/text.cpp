@@ -87,7 +87,7 @@ bool is_printed(const char *at)
 void pass_common_characters(GuardWalk &walk)
 {
     const char *at = walk.at;
-    const char *end = at + std::min(walk.end - at, GUARD_PIECE);
+    const char *end = at + std::min(walk.end - at, GUARD_SEND_SIZE);
     const char *last = nullptr;
     while (end - at >= 3) {
         const int length = guard_common_length(at);
@@ -156,8 +156,8 @@ void guard_pass_plain(GuardWalk &walk)
         note_printed(walk, begin);
         return;
     }
-    const char *end =
-        guard_skip<guard_mark_not_plain>(begin, begin + std::min(walk.end - begin, GUARD_PIECE));
+    const char *end = guard_skip<guard_mark_not_plain>(
+        begin, begin + std::min(walk.end - begin, GUARD_SEND_SIZE));
     if (guard_gather(walk, end)) {
         return;
     }

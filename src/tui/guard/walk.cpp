@@ -8,15 +8,15 @@
 namespace {
 
 // The end of what libvterm gets at once, in front of a sequence or a character.
-const char *piece_end(const char *at, const char *end)
+const char *send_end(const char *at, const char *end)
 {
-    if (end - at <= GUARD_PIECE) {
+    if (end - at <= GUARD_SEND_SIZE) {
         return end;
     }
-    if (const void *escape = memrchr(at + 1, GUARD_ESCAPE, GUARD_PIECE)) {
+    if (const void *escape = memrchr(at + 1, GUARD_ESCAPE, GUARD_SEND_SIZE)) {
         return static_cast<const char *>(escape);
     }
-    end = at + GUARD_PIECE;
+    end = at + GUARD_SEND_SIZE;
     while (continues_character(*end)) {
         end--;
     }
@@ -26,7 +26,7 @@ const char *piece_end(const char *at, const char *end)
 void send_until(GuardWalk &walk, const char *end)
 {
     while (walk.unsent < end) {
-        const char *until = piece_end(walk.unsent, end);
+        const char *until = send_end(walk.unsent, end);
         vterm_input_write(walk.vt, walk.unsent, static_cast<size_t>(until - walk.unsent));
         walk.unsent = until;
     }

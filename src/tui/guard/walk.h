@@ -11,7 +11,7 @@
 #include "tui/guard/state.h"
 
 // libvterm sets aside four bytes of stack for each byte that it has not looked at yet.
-constexpr ptrdiff_t GUARD_PIECE = 4096;
+constexpr ptrdiff_t GUARD_SEND_SIZE = 4096;
 
 struct GuardWalk {
     Guard &guard;
