@@ -77,21 +77,29 @@ void skip_lines(GuardWalk &walk, GuardRows rows, int count, int height)
 }
 
 // Whether the text goes on for two lines more, as far as can be seen at once: one line costs the
-// same either way.
-bool is_worth_it(GuardRows rows)
+// same either way. What was looked at is not looked at again: neither where that is not so, nor in
+// the first line, within which the cursor stays in its row.
+bool is_worth_it(GuardWalk &walk, GuardRows rows)
 {
-    // Without text the cursor would not have moved.
-    return guard_pass_row(rows, nullptr) && guard_pass_row(rows, nullptr) && rows.last != nullptr;
+    const bool goes_on = guard_pass_row(rows, nullptr);
+    walk.lines_judged = rows.at;
+    if (goes_on && guard_pass_row(rows, nullptr)) {
+        return rows.last != nullptr; // without text the cursor would not have moved
+    }
+    walk.lines_judged = rows.at;
+    return false;
 }
 
 } // namespace
 
 bool guard_gather(GuardWalk &walk, const char *end)
 {
-    if (!guard_knows_rows(walk.guard)) {
+    const char *from =
+        walk.lines_judged == nullptr ? walk.at : std::max(walk.at, walk.lines_judged);
+    if (from >= end || !guard_knows_rows(walk.guard)) {
         return false;
     }
-    const void *found = memchr(walk.at, '\r', static_cast<size_t>(end - walk.at));
+    const void *found = memchr(from, '\r', static_cast<size_t>(end - from));
     if (found == nullptr) {
         return false;
     }
@@ -99,7 +107,7 @@ bool guard_gather(GuardWalk &walk, const char *end)
     vterm_get_size(walk.vt, &height, nullptr);
     const char *begin = static_cast<const char *>(found) + 1;
     GuardRows rows = guard_rows_at(walk.vt, begin, walk.end);
-    if (height < 2 || rows.cols < 3 || !is_worth_it(rows)) {
+    if (height < 2 || rows.cols < 3 || !is_worth_it(walk, rows)) {
         return false;
     }
     walk.guard.joins = false;
@@ -115,6 +123,7 @@ bool guard_gather(GuardWalk &walk, const char *end)
         count++;
     }
     if (count == 0 || rows.last == nullptr) {
+        walk.lines_judged = rows.at;
         return false;
     }
     if (count < height) {

@@ -45,7 +45,7 @@ Picture read_picture(GuardRows &rows, int height)
 
 void guard_skip_pictures(GuardWalk &walk)
 {
-    if (walk.at < walk.judged || !guard_knows_rows(walk.guard)) {
+    if (walk.at < walk.pictures_judged || !guard_knows_rows(walk.guard)) {
         return;
     }
     int height = 0;
@@ -61,7 +61,7 @@ void guard_skip_pictures(GuardWalk &walk)
         if (picture.fills) {
             skipped = before;
         }
-        walk.judged = rows.at;
+        walk.pictures_judged = rows.at;
         begin = picture.end;
     }
     if (skipped.at == walk.at) {

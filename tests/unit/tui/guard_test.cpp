@@ -164,6 +164,8 @@ TEST(Guard, CutsLongChunks)
     const string wide = "漢\033[H";
     EXPECT_EQ(Emulator(1, 2).write(many(1 << 19, wide)).text(), "漢");
     EXPECT_EQ(Emulator(1, 2).write(many(1 << 20, "x\033[31m") + "\r\nyz").text(), "yz");
+    // Minutes, if what comes behind each return were looked at up to the end.
+    EXPECT_EQ(Emulator().write(many(1 << 18, "x\r\033[m")).text(), "x");
     EXPECT_EQ(
         Emulator(1, 2).write(many(1 << 10, "\033]0;" + string(4000, 't') + "\a") + "x").text(),
         "x");
