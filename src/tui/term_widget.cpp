@@ -208,11 +208,11 @@ int on_popline(int cols, VTermScreenCell *cells, void *user)
     return scrollback_pop(context->scrollback, context->scrollback_count, cols, cells);
 }
 
-VTerm *fed_vt; // of the port's terminal
+const TermContext *fed; // the port's terminal
 
 int32_t limit_piece(const char *bytes, int32_t length)
 {
-    return guard_piece_length(fed_vt, bytes, length);
+    return guard_piece_length(fed->guard, fed->vt, bytes, length);
 }
 
 void term_feed(const char *bytes, int length, Widget *widget)
@@ -319,7 +319,7 @@ Widget *term_widget_new(DaemonConnection *conn, int x0, int y0, int x1, int y1)
         return nullptr;
     }
     start_emulator(widget, *context);
-    fed_vt = context->vt;
+    fed = context;
     conn->piece_length = limit_piece;
     return widget;
 }

@@ -32,7 +32,7 @@ struct Survey {
     bool joins;        // nothing came behind it that moves the cursor
     uint16_t first;    // number of a text behind the first move
     int texts;         // that there are
-    int covered;       // of them, about
+    int covered;       // of them, as far as numbers tell
 };
 
 // A change of the pen, of one or more sequences: from what it was, or from what a reset makes it.
@@ -53,7 +53,8 @@ struct Output {
 };
 
 // The number of the text that was the last to cover each cell. Numbers go on from one drawing to
-// the next, so that older ones are told from those of this drawing, most of the time.
+// the next and begin again at 0. One that is mistaken for another has text drawn needlessly, or
+// counted as covered, and never left out.
 uint16_t coverers[GUARD_MAX_ROWS * GUARD_MAX_COLS];
 uint16_t next_number;
 
@@ -85,8 +86,8 @@ bool read_move(Drawing &drawing, std::string_view numbers)
     return true;
 }
 
-// Passes text of one row. Returns false for text that wraps, and for more than a character in front
-// of the first move, which would be looked at twice.
+// Passes text up to the end of the row. Returns false when there is no room in it, and for more
+// than a character in front of the first move, which would be looked at twice.
 inline bool pass_text(Drawing &drawing)
 {
     const char *begin = drawing.at;

@@ -4,14 +4,17 @@
 
 #include <algorithm>
 
+#include "text/digits.h"
 #include "tui/guard/sequence.h"
 
 namespace {
 
 // Cells that libvterm goes over in a piece, each of which takes it some 3 ns. A control byte (a
-// line feed, the beginning of a sequence) may have it go over the whole screen; text may do so for
-// each row that it fills.
+// line feed, the beginning of a sequence) may have it go over the whole screen, or print a row of
+// characters with all that belongs to it (REP), which takes about as long as so many rows; text may
+// have it go over the screen for each row that it fills.
 constexpr int32_t PIECE_CELLS = 8 * 1024 * 1024;
+constexpr int ROWS_AT_LEAST = 32;
 
 // How many bytes are looked at together: so few that their count fits into a byte.
 constexpr int32_t BLOCK = 48;
@@ -31,47 +34,67 @@ int32_t count_controls(const char *bytes)
     return count;
 }
 
-// The sequences that begin in front of `until` and only change the pen or move the cursor. Screens
-// full of colours consist of them.
-int32_t count_cheap(const char *at, const char *until, const char *end)
+// Where text scrolls that begins in front of the last column.
+struct Bottom {
+    int row;  // counted from 1
+    bool any; // any row may be the last between margins
+};
+
+// Whether a sequence only changes the pen or moves the cursor, away from where two characters are
+// enough to scroll. Screens full of colours consist of such. Notes one that may set margins.
+bool is_cheap(const char *at, const char *end, Bottom &bottom)
+{
+    const char *final = guard_short_csi_final(at, end);
+    if (final != nullptr && *final == 'H' && !bottom.any) {
+        std::string_view numbers(at + 2, static_cast<size_t>(final - at - 2));
+        int row = 0;
+        return take_number(numbers, row) && row < bottom.row;
+    }
+    const bool whole = final != nullptr && *final >= '?' && *final <= '~';
+    bottom.any = bottom.any || !whole || *final == 'r' || *final == 's';
+    return whole && *final == 'm';
+}
+
+// The cheap sequences that begin in front of `until`.
+int32_t count_cheap(const char *at, const char *until, const char *end, Bottom &bottom)
 {
     int32_t count = 0;
     while (const void *found = memchr(at, GUARD_ESCAPE, static_cast<size_t>(until - at))) {
         at = static_cast<const char *>(found);
-        const char *final = guard_short_csi_final(at, end);
-        count += final != nullptr && (*final == 'm' || *final == 'H');
+        count += is_cheap(at, end, bottom);
         at++;
     }
     return count;
 }
 
 template <int32_t length>
-int32_t count_dear(const char *bytes, const char *end)
+int32_t count_dear(const char *bytes, const char *end, Bottom &bottom)
 {
     const int32_t count = count_controls<length>(bytes);
-    return count == 0 ? 0 : count - count_cheap(bytes, bytes + length, end);
+    return count == 0 ? 0 : count - count_cheap(bytes, bytes + length, end, bottom);
 }
 
 } // namespace
 
-int32_t guard_piece_length(VTerm *vt, const char *bytes, int32_t length)
+int32_t guard_piece_length(const Guard &guard, VTerm *vt, const char *bytes, int32_t length)
 {
     int rows = 0;
     int cols = 0;
     vterm_get_size(vt, &rows, &cols);
     const char *end = bytes + length;
-    int32_t controls = PIECE_CELLS / (rows * cols);
+    Bottom bottom = {rows, guard.margins != 0};
+    int32_t controls = PIECE_CELLS / (std::max(rows, ROWS_AT_LEAST) * cols);
     length = std::min(length, PIECE_CELLS / rows);
     int32_t at = 0;
     for (; at + BLOCK < length; at += BLOCK) {
-        const int32_t count = count_dear<BLOCK>(bytes + at, end);
+        const int32_t count = count_dear<BLOCK>(bytes + at, end, bottom);
         if (count > controls) {
             break;
         }
         controls -= count;
     }
     for (; at + 1 < length; at++) {
-        const int32_t count = count_dear<1>(bytes + at, end);
+        const int32_t count = count_dear<1>(bytes + at, end, bottom);
         if (count > 0 && controls <= 0) {
             return at;
         }

@@ -183,6 +183,9 @@ TEST(Guard, KeepsPiecesShort)
                 {many(12, line) + many(20, "\033[2J"), 1212 + 4 * 4},
                 {many(17, "\r" + line), 1632 + 1},
                 {many(17, "a\033[0;31;44mb\033[24;80H"), 17 * 20}, // these take no time
+                {many(17, "\033[512;1024H") + "xxxxxxxxxx", 16 * 11},
+                {"\033[3;7r" + many(17, "\033[7H"), 6 + 15 * 4},
+                {"\033[3\n;7r" + many(17, "\033[7H"), 7 + 14 * 4},
                 {many(17, "\033[31m \033[3M") + "          ", 16 * 10 + 6},
                 {many(4, "\n\033#8"), 3 * 4}, // as long as five others
                 {many(17, "\033[31"), 16 * 4},
@@ -191,7 +194,7 @@ TEST(Guard, KeepsPiecesShort)
     for (const auto &row : rows) {
         const std::vector<char> exact(row.bytes.begin(), row.bytes.end());
         const auto length = static_cast<int32_t>(exact.size());
-        EXPECT_EQ(row.length, guard_piece_length(emulator.vt, exact.data(), length))
+        EXPECT_EQ(row.length, guard_piece_length(emulator.guard, emulator.vt, exact.data(), length))
             << testing::PrintToString(row.bytes);
     }
 }
@@ -596,38 +599,21 @@ TEST(Guard, ShrinkingKeepsAttributesAndPendingWrap)
 }
 
 // Whatever changes what text does.
-const string RARE[] = {"\033[1m",      "\033[m",
-                       "\033[7m",      "\t",
-                       "\b",           "\r",
-                       "\033[0m",      "\033[31;4m",
-                       "\033[44m",     "\033[?5h",
-                       "\033[?5l",     "\033[>4m",
-                       "\033[2;4r",    "\033[r",
-                       "\033[1;5r",    "\033[?6h",
-                       "\033[?6l",     "\033[?7l",
-                       "\033[?7h",     "\033[20h",
-                       "\033[20l",     "\033[4h",
-                       "\033[4l",      "\033#6",
-                       "\033#5",       "\033[?1049h",
-                       "\033[?1049l",  "\033[3;3H",
-                       "\033[99;1H",   "\033[99;99H",
-                       "\033[2J",      "\033[A",
-                       "\0337",        "\0338",
-                       "\033(0",       "\033(B",
-                       "\016",         "\017",
-                       "\033c",        "\033[?69h",
-                       "\033[3;6s",    "\033[?69l",
-                       "e\u0301",      "\u0301",
-                       "漢\u0323",     "🟢",
-                       "\033[3b",      "\u202e",
-                       "\xff",         "\x7f",
-                       "\033M",        "\n\n\n\n\n",
-                       "\r\n\r\n\r\n", "\033[2S",
-                       "\033[2T",      "\033]0;t\a",
-                       "\033[4 l",     "\033[5X",
-                       "\033[2;3f",    "\033[1;2;3H",
-                       "\033[2:3H",    "long text and more of it",
-                       "\033[H"};
+const string RARE[] = {
+    "\033[1m",     "\033[m",      "\033[7m",      "\t",         "\b",
+    "\r",          "\033[0m",     "\033[31;4m",   "\033[44m",   "\033[?5h",
+    "\033[?5l",    "\033[>4m",    "\033[2;4r",    "\033[r",     "\033[1;5r",
+    "\033[?6h",    "\033[?6l",    "\033[?7l",     "\033[?7h",   "\033[20h",
+    "\033[20l",    "\033[4h",     "\033[4l",      "\033#6",     "\033#5",
+    "\033[?1049h", "\033[?1049l", "\033[3;3H",    "\033[99;1H", "\033[99;99H",
+    "\033[2J",     "\033[A",      "\0337",        "\0338",      "\033(0",
+    "\033(B",      "\016",        "\017",         "\033c",      "\033[?69h",
+    "\033[3;6s",   "\033[?69l",   "e\u0301",      "\u0301",     "漢\u0323",
+    "🟢",        "\033[3b",     "\u202e",       "\xff",       "\x7f",
+    "\033M",       "\n\n\n\n\n",  "\r\n\r\n\r\n", "\033[2S",    "\033[2T",
+    "\033]0;t\a",  "\033[4 l",    "\033[5X",      "\033[2;3f",  "\033[1;2;3H",
+    "\033[2:3H",   "\n[7m",       "\r[2H",        "\xff[3;4H",  "long text and more of it",
+    "\033[H"};
 
 // What a port may print: mostly lines or pictures of the whole screen.
 string random_output(std::mt19937 &random, bool pictures)
