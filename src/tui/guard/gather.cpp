@@ -5,7 +5,6 @@
 
 #include <algorithm>
 
-#include "text/printable.h"
 #include "tui/guard/rows.h"
 
 namespace {
@@ -94,8 +93,7 @@ bool is_worth_it(GuardWalk &walk, GuardRows rows)
 
 bool guard_gather(GuardWalk &walk, const char *end)
 {
-    const char *from =
-        walk.lines_judged == nullptr ? walk.at : std::max(walk.at, walk.lines_judged);
+    const char *from = std::max(walk.at, walk.lines_judged);
     if (from >= end || !guard_knows_rows(walk.guard)) {
         return false;
     }

@@ -19,9 +19,9 @@ struct GuardWalk {
     const char *unsent; // first byte that libvterm has not been given
     const char *at;     // first byte not looked at
     const char *end;
-    const char *glyph; // the last character printed; null while guard.glyph holds it
-    const char *pictures_judged = nullptr; // no picture that begins before is skipped
-    const char *lines_judged = nullptr;    // no lines that begin before are gathered
+    const char *glyph;                // the last character printed; null while guard.glyph holds it
+    const char *pictures_judged = at; // no picture that begins before is skipped
+    const char *lines_judged = at;    // no lines that begin before are gathered
 };
 
 inline void guard_send_bytes(VTerm *vt, std::string_view bytes)
